@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Builds everything and runs the whole suite twice: plain, then under ASan+UBSan.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+./scripts/setup.sh
+
+jobs=${JOBS:-2}
+
+run_suite() {
+  local dir=$1; shift
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+  cmake --build "$dir" -j"$jobs"
+  (cd "$dir" && ctest -j"$jobs" --output-on-failure --timeout 300)
+}
+
+echo "== plain build"
+run_suite build/plain
+
+echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+run_suite build/asan -DSENSOR_SANITIZE=address
+
+echo "== ThreadSanitizer: the concurrency tests"
+export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSENSOR_SANITIZE=thread \
+  -DSENSOR_TEST_ONLY="stress;thread;hostsim" >/dev/null
+cmake --build build/tsan -j"$jobs" --target sensordll_tests
+(cd build/tsan && ctest -j"$jobs" --output-on-failure --timeout 300 -R "Stress|SensorThread|HostSim")
+
+echo "== Fuzz smoke run: every target for a bounded time under ASan+UBSan"
+./scripts/fuzz.sh "${FUZZ_SECONDS:-20}"
