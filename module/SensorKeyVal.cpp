@@ -1,0 +1,136 @@
+// Pair-list codecs of parameter sets and the value correction by the library.
+#include "SensorKeyVal.h"
+
+#include <ctype.h>
+#include <limits.h>
+#include <stdio.h>
+#include <string.h>
+
+namespace {
+
+// One "%d" of the C scanner within [p_pText, p_pEnd): blanks skipped, optional
+// sign, at least one digit. Numbers out of range saturate instead of being undefined.
+bool scanInt(const char*& p_pText, const char* p_pEnd, s32& p_nOut)
+{
+    const char* p = p_pText;
+    while (p < p_pEnd && isspace((unsigned char)*p)) {
+        ++p;
+    }
+    bool bNegative = false;
+    if (p < p_pEnd && (*p == '+' || *p == '-')) {
+        bNegative = (*p == '-');
+        ++p;
+    }
+    if (p >= p_pEnd || !isdigit((unsigned char)*p)) {
+        return false;
+    }
+    long long nVal = 0;
+    while (p < p_pEnd && isdigit((unsigned char)*p)) {
+        if (nVal <= (long long)INT_MAX + 1) {
+            nVal = nVal * 10 + (*p - '0');
+        }
+        ++p;
+    }
+    if (bNegative) {
+        nVal = -nVal;
+    }
+    p_nOut = nVal > INT_MAX ? INT_MAX : (nVal < INT_MIN ? INT_MIN : (s32)nVal);
+    p_pText = p;
+    return true;
+}
+
+// "(%d,%d)" over one piece: fields are stored left to right until the first mismatch.
+void scanPair(const char* p_pBegin, const char* p_pEnd, s32& p_nKey, s32& p_nValue)
+{
+    const char* p = p_pBegin;
+    if (p >= p_pEnd || *p != '(') {
+        return;
+    }
+    ++p;
+    if (!scanInt(p, p_pEnd, p_nKey)) {
+        return;
+    }
+    if (p >= p_pEnd || *p != ',') {
+        return;
+    }
+    ++p;
+    scanInt(p, p_pEnd, p_nValue);
+}
+
+}  // namespace
+
+void keyval_st2str(std::string& p_strOut, KeyVal* p_pKeyVal, unsigned p_nCount)
+{
+    char szPair[32];
+    for (unsigned i = 0; i < p_nCount; ++i) {
+        snprintf(szPair, sizeof(szPair), "(%d,%d)", (int)p_pKeyVal[i].key, p_pKeyVal[i].value);
+        p_strOut += szPair;
+    }
+}
+
+int keyval_str2st(const std::string& p_strText, KeyVal* p_pKeyVal, unsigned* p_pnCount, unsigned p_nCapacity)
+{
+    *p_pnCount = 0;
+    // A pair that does not scan fully keeps the previous pair's fields.
+    s32 nKey = 0;
+    s32 nValue = 0;
+    size_t nPos = 0;
+    const size_t nLen = p_strText.size();
+    size_t nLastOpen = std::string::npos;
+    size_t nLastEnd = std::string::npos;
+    while (nPos < nLen) {
+        size_t nOpen = p_strText.find('(', nPos);
+        if (nOpen == std::string::npos || nOpen == nLen - 1) {
+            break;
+        }
+        size_t nClose = p_strText.find(')', nPos);
+        if (nClose == std::string::npos) {
+            break;
+        }
+        // Unsigned on purpose: a ")" just before the "(" gives an empty piece,
+        // one further before gives the rest of the text. The piece is scanned
+        // in place; the same piece scanned again (several ")" before one "(")
+        // gives the same fields, so it is scanned once.
+        size_t nPieceLen = nClose - nOpen + 1;
+        size_t nEnd = nPieceLen > nLen - nOpen ? nLen : nOpen + nPieceLen;
+        nPos = nClose + 1;
+        if (nOpen != nLastOpen || nEnd != nLastEnd) {
+            scanPair(p_strText.data() + nOpen, p_strText.data() + nEnd, nKey, nValue);
+            nLastOpen = nOpen;
+            nLastEnd = nEnd;
+        }
+        SENSOR_CHECK_RETURN(*p_pnCount < p_nCapacity, -1, "keyval_str2st: more than %u pairs, text cut\n", p_nCapacity);
+        p_pKeyVal[*p_pnCount].key = (u32)nKey;
+        p_pKeyVal[*p_pnCount].value = nValue;
+        ++*p_pnCount;
+    }
+    return SNS_SUCCESS;
+}
+
+int keyval_correct(int p_nChannel_id, KeyVal* p_pKeyval, u32 p_nCount)
+{
+    SENSOR_CHECK_RETURN(NULL != p_pKeyval, -1);
+
+    ia_dynamic_params_cmds_st dnaCmdList;
+    memset(&dnaCmdList, 0, sizeof(dnaCmdList));
+    SENSOR_CHECK(SNS_SUCCESS == ia_ioctrl_v2(p_nChannel_id, IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, (void*)(&dnaCmdList)));
+
+    s32 nCmds = dnaCmdList.cmd_cnt < 0 ? 0 : dnaCmdList.cmd_cnt;
+    if (nCmds > IA_DYNAMIC_CMDS_MAX) {
+        nCmds = IA_DYNAMIC_CMDS_MAX;
+    }
+    for (s32 i = 0; i < nCmds; ++i) {
+        u32 index = 0;
+        while (index < p_nCount && p_pKeyval[index].key != dnaCmdList.cmd_list[i]) {
+            ++index;
+        }
+        if (index == p_nCount) {
+            SENSOR_REPORT("cmd_list[%d]=%d\n", i, dnaCmdList.cmd_list[i]);
+            continue;
+        }
+        SENSOR_DBG("before correct: (%d,%d)\n", p_pKeyval[index].key, p_pKeyval[index].value);
+        SENSOR_CHECK(SNS_SUCCESS == ia_ioctrl_v2(p_nChannel_id, (ia_cmd_e)p_pKeyval[index].key, IA_CMD_OPT_CORRECT_PARAM, &p_pKeyval[index].value));
+        SENSOR_DBG("after correct: (%d,%d)\n", p_pKeyval[index].key, p_pKeyval[index].value);
+    }
+    return SNS_SUCCESS;
+}

@@ -1,0 +1,23 @@
+// Internal: the style documents as TinyXML documents that load and save through the host's files.
+#ifndef MODULE_SENSORXML_H
+#define MODULE_SENSORXML_H
+
+#include <tinyxml.h>
+
+#include <string>
+
+// TinyXML never opens a file itself on the camera: every byte goes through
+// PLFile, so documents are parsed from memory and printed into memory.
+class SensorXmlDocument : public TiXmlDocument {
+public:
+    // Parses a NUL-terminated text; a null text parses as the empty text.
+    bool LoadMem(const char* p_szText, TiXmlEncoding p_eEncoding);
+    // Reads the whole file through the host's PLFile and parses it.
+    bool LoadFile(const char* p_szFileName, TiXmlEncoding p_eEncoding);
+    // Writes exactly what TinyXML prints to a file, through the host's PLFile.
+    bool SaveFile(const char* p_szFileName) const;
+    // The document as TinyXML prints it to a file.
+    std::string PrintToString() const;
+};
+
+#endif
