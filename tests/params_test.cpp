@@ -1,0 +1,196 @@
+// Single parameters: reads and writes, the accessors, the visibility flags and what waits for the controller lock.
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <thread>
+
+#include "ControllerPeer.h"
+#include "ModuleTest.h"
+#include "hostsim.h"
+
+using Peer = ISensorControllerTestPeer;
+using Strings = std::vector<std::string>;
+using Sets = std::vector<std::vector<KeyVal>>;
+using testsupport::colorPrefix;
+
+namespace {
+
+std::string ia(u32 cmd, s32 in, u32 opt = 0, int ret = 0)
+{
+    return "ia ch=0 cmd=" + std::to_string(cmd) + " opt=" + std::to_string(opt) + " in=[" + std::to_string(in) +
+           "] ret=" + std::to_string(ret);
+}
+Strings take()
+{
+    Strings lines = hostsim::trace();
+    hostsim::clearTrace();
+    return lines;
+}
+void fail(std::int64_t cmd, std::int64_t option) { hostsim::SimIsp::instance().addFault({-1, cmd, option, 0, -1, -1}); }
+std::string failedRead(int key)
+{
+    return colorPrefix(31) + "[sensor assert] file:ISensorController_params.cpp fun:getParameter line:#\n" +
+           "SNS_SUCCESS == doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal)   ~~~Assertion failed.\n\033[0m" + colorPrefix(31) +
+           "get key(" + std::to_string(key) + ") val from 2a err\033[0m";
+}
+
+struct Ctl : ISensorController {
+    Ctl(const Sets& sets)
+    {
+        Peer::buildTable(*this);
+        Peer::installSets(*this, sets);
+        Peer::curScheme(*this) = 0;
+    }
+    ~Ctl() { Peer::keyValWork(*this) = nullptr; Peer::releaseAll(*this); }
+    s32 recorded(u32 scheme, u32 index) { return Peer::set(*this, scheme)[index].value; }
+};
+
+class ParamTest : public testsupport::ModuleTest {
+protected:
+    template <typename F>
+    std::string output(F&& action)
+    {
+        return testsupport::maskLineNumbers(captureStdout(action));
+    }
+};
+
+TEST_F(ParamTest, GetAnswersFromTheSchemeInForceAndSetAppliesOneEntry)
+{
+    Ctl c({{{34, 50}, {163, 40}, {2337, 0}}, {{34, 60}, {163, 0}, {2337, 0}}, {{34, 0}, {163, 0}, {2337, 0}}});
+    Peer::curScheme(c) = 1;
+    hostsim::SimIsp::instance().setValue(0, 34, 99);
+    hostsim::SimIsp::instance().setValue(0, 2353, 33);
+    // Held keys come from the set; infrared keys missing from it are never asked of the library.
+    std::vector<int> got;
+    for (int key : {34, 163, 160, 161, 165, 167, 2353}) {
+        int v = 7;
+        EXPECT_TRUE(c.getParameter(key, v)) << key;
+        got.push_back(v);
+    }
+    EXPECT_EQ(got, (std::vector<int>{60, 0, -1, -1, -1, -1, 33}));
+    fail(2353, IA_CMD_OPT_GET);
+    int v = 5;
+    EXPECT_EQ(output([&] { EXPECT_FALSE(c.getParameter(2353, v)); }), failedRead(2353));
+
+    // An unchanged value is skipped, an unsaved one not recorded, a refused one reported by its key.
+    fail(2337, IA_CMD_OPT_SET);
+    EXPECT_EQ((std::vector<int>{c.setParameter(34, 60, true), c.setParameter(34, 61, true),
+                                c.setParameter(34, 70, false), c.setParameter(2337, 9, true)}),
+              (std::vector<int>{0, 0, 0, -2337}));
+    EXPECT_EQ(take(), (Strings{ia(2353, 7, 1), ia(2353, 5, 1, -1), ia(34, 61), ia(34, 70), ia(2337, 9, 0, -1)}));
+    EXPECT_EQ((std::vector<s32>{c.recorded(1, 0), c.recorded(1, 2), c.recorded(0, 0)}), (std::vector<s32>{61, 0, 50}));
+}
+
+TEST_F(ParamTest, AccessorsFixTheirKeysBeawayAnswersFalseAndDayNightModeTrue)
+{
+    using C = ISensorController;
+#define ACCESSORS(name, key) {&C::set##name, &C::get##name, key}
+    const struct Row {
+        bool (C::*set)(int&);
+        bool (C::*get)(int&);
+        u32 key;
+    } rows[] = {ACCESSORS(WDRSwitch, 2368), ACCESSORS(WDRStrength, 2369), ACCESSORS(HLCSwitch, 112),
+                ACCESSORS(HLCStrength, 113), ACCESSORS(BLCSwitch, 128), ACCESSORS(BLCStrength, 130),
+                ACCESSORS(DefogSwitch, 2400), ACCESSORS(DefogStrength, 2401), ACCESSORS(2DSwitch, 2304),
+                ACCESSORS(2DMode, 2305), ACCESSORS(2DAutoMaxStrength, 2306), ACCESSORS(2DManualMaxStrength, 2307),
+                ACCESSORS(3DSwitch, 2308), ACCESSORS(3DMode, 2309), ACCESSORS(3DAutoMaxStrength, 2312),
+                ACCESSORS(3DManualMaxStrength, 2313), ACCESSORS(Beaway, 2385)};
+#undef ACCESSORS
+    std::vector<KeyVal> all = {{2384, 9}, {144, 9}};
+    for (const Row& row : rows) all.push_back({row.key, 9});
+    Ctl c({all, all, all});
+    // Beaway sends the stored mirror again before itself.
+    auto sent = [](u32 key, s32 v, int ret) {
+        return key == 2385 ? Strings{ia(2384, 9, 0, ret), ia(2385, v, 0, ret)} : Strings{ia(key, v, 0, ret)};
+    };
+    int v = -7;
+    for (int round = 0; round < 2; ++round) {
+        if (round == 1) fail(-1, IA_CMD_OPT_SET);  // refused values: false, unrecorded
+        for (const Row& row : rows) {
+            if (round == 1 && row.key == 2368) continue;  // WDR answers for the video side
+            v = round;
+            EXPECT_EQ((c.*row.set)(v), round == 0 && row.key != 2385) << row.key;
+            EXPECT_EQ(take(), sent(row.key, round, -round)) << row.key;
+            EXPECT_TRUE((c.*row.get)(v));
+            EXPECT_EQ(v, 0) << row.key;
+        }
+    }
+    hostsim::SimIsp::instance().clearFaults();
+    EXPECT_TRUE(c.setDNMode(0) && c.getDNMode(v) && v == 0 && c.getMirrorValue(v) && v == 9);
+    EXPECT_EQ(take(), (Strings{ia(144, 0)}));
+    // Missing from the set and a failed read: getDNMode still answers true.
+    Peer::installSets(c, Sets(3, {{34, 0}}));
+    fail(-1, IA_CMD_OPT_GET);
+    bool dn = false, wdr = true;
+    EXPECT_EQ(output([&] { dn = c.getDNMode(v); wdr = c.getWDRSwitch(v); }), failedRead(144) + failedRead(2368));
+    EXPECT_TRUE(dn && !wdr);
+    EXPECT_EQ(take(), (Strings{ia(144, 9, 1, -1), ia(2368, 9, 1, -1)}));
+
+    // The WDR flag is the controller's, the beaway flag the whole process's.
+    Ctl other(Sets(2, {{34, 0}}));
+    bool shown[4] = {};
+    other.setShowBeawayFalg(false);
+    EXPECT_TRUE(c.getShowBeawayFalg(shown[0]));
+    c.setShowWDRFalg(false);
+    EXPECT_TRUE(c.getShowWDRFalg(shown[1]) && other.getShowWDRFalg(shown[2]));
+    c.setShowBeawayFalg(true);
+    EXPECT_TRUE(other.getShowBeawayFalg(shown[3]) && getshowBeawayFalg());
+    EXPECT_EQ(std::vector<bool>(shown, shown + 4), (std::vector<bool>{false, false, true, true}));
+}
+
+TEST_F(ParamTest, HostOperationsWaitForTheControllerLockAndTheRestDoNot)
+{
+    const std::vector<KeyVal> base = {{8000, 0}, {8001, 0}, {8002, 0}, {8003, 0},
+                                      {8004, 0}, {34, 50},  {144, 0},  {160, 0}};
+    std::vector<KeyVal> brighter = base;
+    brighter[5].value = 60;
+    Ctl c({base, brighter, base});
+    std::vector<KeyVal> work(base.size());
+    Peer::keyValWork(c) = work.data();
+    std::promise<void> held, release;
+    std::thread holder([&] {
+        PLMutexManager lock(&Peer::mutex(c), __FILE__, __LINE__);
+        held.set_value();
+        release.get_future().wait();
+    });
+    held.get_future().wait();
+
+    // Switches, the judgement, the flags and the plain library commands run beside the holder.
+    auto unlocked = std::async(std::launch::async, [&] {
+        int a = 7, b = 7;
+        bool flag = false;
+        c.setShowWDRFalg(true);
+        c.setShowBeawayFalg(true);
+        return c.switch_to(1) == 0 && c.LPR_switch_to(0) == 0 && c.judgeCurScheme(a, b) == 0 &&
+               c.getShowWDRFalg(flag) && c.getShowBeawayFalg(flag) && c.zoomIn() && c.setIrisValue(300) &&
+               c.getHeatStatus(flag) && c.getZoomValue(a, b);
+    });
+    EXPECT_EQ(unlocked.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(take(), (Strings{ia(34, 60), ia(34, 50), ia(144, 0), ia(160, 0), ia(1569, 1), ia(16, 3), ia(82, 300),
+                               ia(1606, 0, 1), ia(1568, 0, 1)}));
+
+    int v = -7, scheme = -7, mode = -7;
+    std::vector<std::future<bool>> locked;
+    for (std::function<bool()> op : std::vector<std::function<bool()>>{
+             [&] { return c.setParameter(34, 61, true) == 0; }, [&] { return c.getParameter(160, v); },
+             [&] { return c.setDNMode(1); }, [&] { return c.setLightType(3); }, [&] { return c.setWhiteMode(1); },
+             [&] { return c.setParamScheme(0); }, [&] { return c.getParamScheme(scheme); },
+             [&] { return c.setParamMode(0); }, [&] { return c.getParamMode(mode); }}) {
+        locked.push_back(std::async(std::launch::async, op));
+    }
+    EXPECT_EQ(locked[0].wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    for (auto& f : locked) EXPECT_EQ(f.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    EXPECT_TRUE(take().empty());
+    release.set_value();
+    holder.join();
+    EXPECT_TRUE(unlocked.get());
+    for (auto& f : locked) EXPECT_TRUE(f.get());
+    Strings sent = take();
+    std::sort(sent.begin(), sent.end());
+    EXPECT_EQ(sent, (Strings{ia(144, 1), ia(169, 1), ia(224, 3), ia(34, 61)}));
+    EXPECT_EQ((std::vector<s32>{v, scheme, Peer::paramMode(c), c.recorded(0, 5), c.recorded(0, 6)}),
+              (std::vector<s32>{0, 0, 0, 61, 1}));
+}
+
+}  // namespace
