@@ -81,4 +81,57 @@ TEST_F(StressTest, HostOperationsAndSchemeSwitchesRunTogether)
     }
 }
 
+TEST_F(StressTest, SixteenChannelsEachWithItsSensorThread)
+{
+    install("bullet");
+    setDebugLevel(-1);
+    hostsim::setAutoAdvance(true);
+    constexpr int kChannels = 16;
+    std::vector<testsupport::Started> channels;
+    for (int ch = 1; ch <= kChannels; ++ch) channels.push_back(start(ch));
+    hostsim::SimIsp::instance().clearCalls();
+
+    std::atomic<bool> stop(false);
+    auto host = [&](int ch) {
+        ISensorController& c = *channels[ch - 1];
+        for (int n = 0; !stop; ++n) {
+            int value = 0;
+            std::string text;
+            switch (n % 4) {
+            case 0: c.setParameter(34, (ch * 7 + n) % 100, true); break;
+            case 1: c.getParameter(2337, value); break;
+            case 2: c.setParamScheme(n % 4); break;
+            default: c.getAllParameters(text);
+            }
+        }
+    };
+    auto run = std::async(std::launch::async, [&] {
+        std::vector<std::thread> threads;
+        for (int ch = 1; ch <= kChannels; ++ch) threads.emplace_back(host, ch);
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        stop = true;
+        for (std::thread& t : threads) t.join();
+        for (auto& c : channels) Peer::thread(*c)->stop();
+    });
+    ASSERT_EQ(run.wait_for(std::chrono::seconds(90)), std::future_status::ready) << "deadlock";
+
+    // Every channel kept whole sets and spoke to its own sensor only.
+    std::vector<u32> factoryKeys;
+    for (const KeyVal& kv : Peer::set(*channels[0], 4)) factoryKeys.push_back(kv.key);
+    for (auto& c : channels) {
+        for (u32 s = 0; s <= 4; ++s) {
+            std::vector<u32> keys;
+            for (const KeyVal& kv : Peer::set(*c, s)) keys.push_back(kv.key);
+            EXPECT_EQ(keys, factoryKeys) << "channel " << Peer::cameraId(*c) << " scheme " << s;
+        }
+    }
+    std::vector<int> calls(kChannels, 0);
+    for (const hostsim::IspCall& call : hostsim::SimIsp::instance().calls()) {
+        ASSERT_GE(call.channel, 0);
+        ASSERT_LT(call.channel, kChannels);
+        ++calls[call.channel];
+    }
+    for (int ch = 1; ch <= kChannels; ++ch) EXPECT_GT(calls[ch - 1], 0) << "channel " << ch;
+}
+
 }  // namespace
