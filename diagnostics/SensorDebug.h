@@ -4,11 +4,13 @@
 
 #include <atomic>
 
+#include "SensorApi.h"
+
 #define SNS_SUCCESS 0
 
 // Refreshed from "/tmp/Debug.sign" at every gated statement; read by any thread.
-extern std::atomic<int> g_nDebugLevel;
-extern std::atomic<bool> g_bEnAssert;
+extern SENSOR_API std::atomic<int> g_nDebugLevel;
+extern SENSOR_API std::atomic<bool> g_bEnAssert;
 
 #define SENSOR_DEBUG_SIGN_FILE "/tmp/Debug.sign"
 #define SENSOR_ERROR_LOG_FILE "/mnt/mtd/log/SensorError.log"
@@ -38,15 +40,15 @@ enum SensorReportKind {
     SENSOR_KIND_INFO,
 };
 
-void updateDebugLevel();
+SENSOR_API void updateDebugLevel();
 
 // Reports a failed check (both blocks) and aborts when "/tmp/Debug.sign" asks for it.
-void sensorCheckFailed(const char* p_szCondition, const char* p_szFile, const char* p_szFunc, int p_nLine,
-                       const char* p_szSignature, const char* p_szFormat = nullptr, ...)
+SENSOR_API void sensorCheckFailed(const char* p_szCondition, const char* p_szFile, const char* p_szFunc, int p_nLine,
+                                  const char* p_szSignature, const char* p_szFormat = nullptr, ...)
     __attribute__((format(printf, 6, 7)));
-void sensorReport(SensorReportKind p_eKind, int p_nColor, const char* p_szFile, const char* p_szFunc, int p_nLine,
-                  const char* p_szFormat, ...) __attribute__((format(printf, 6, 7)));
-void sensorTrace(int p_nColor, const char* p_szFormat, ...) __attribute__((format(printf, 2, 3)));
+SENSOR_API void sensorReport(SensorReportKind p_eKind, int p_nColor, const char* p_szFile, const char* p_szFunc,
+                             int p_nLine, const char* p_szFormat, ...) __attribute__((format(printf, 6, 7)));
+SENSOR_API void sensorTrace(int p_nColor, const char* p_szFormat, ...) __attribute__((format(printf, 2, 3)));
 
 // The condition is evaluated once; its source text is what a failure prints.
 #define SENSOR_CHECK(cond, ...)                                                                        \

@@ -13,6 +13,7 @@
 #include "PLMutex.h"
 #include "PLRuntimeError.h"
 #include "PLTypes.h"
+#include "SensorApi.h"
 #include "SensorDebug.h"
 #include "SensorKeys.h"
 #include "SensorZoomFocusParam.h"
@@ -80,7 +81,7 @@ struct SysConfig {
 
 class ISensorControllerTestPeer;
 
-class ISensorController {
+class SENSOR_API ISensorController {
 public:
     ISensorController();
     ~ISensorController();
@@ -329,8 +330,8 @@ private:
 };
 
 // Visibility of the beaway items in the UI style, one flag for the whole process.
-extern std::atomic<bool> g_bShoWBeawayFalg;
-void setshowBeawayFalg(bool p_bShow);
-bool getshowBeawayFalg();
+extern SENSOR_API std::atomic<bool> g_bShoWBeawayFalg;
+SENSOR_API void setshowBeawayFalg(bool p_bShow);
+SENSOR_API bool getshowBeawayFalg();
 
 #endif

@@ -17,9 +17,9 @@
 #define SENSOR_STYLE_DIV_DOME_FILE "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity_dome.xml"
 #define SENSOR_STYLE_DIV_THERMAL_FILE "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity_Thermal.xml"
 
-int initSysConf(int p_nChannelID, const ModuleConfigure& p_objModuleConfigure, SysConfig* p_stSysConf);
-void uinitSysConf(SysConfig* p_stSysConf);
-int getDetailFieldTou32(const char* p_szDetail, const char* p_szField, u32* p_pnVal);
-int getDetailFieldToStr(const char* p_szDetail, const char* p_szField, char* p_szVal);
+SENSOR_API int initSysConf(int p_nChannelID, const ModuleConfigure& p_objModuleConfigure, SysConfig* p_stSysConf);
+SENSOR_API void uinitSysConf(SysConfig* p_stSysConf);
+SENSOR_API int getDetailFieldTou32(const char* p_szDetail, const char* p_szField, u32* p_pnVal);
+SENSOR_API int getDetailFieldToStr(const char* p_szDetail, const char* p_szField, char* p_szVal);
 
 #endif

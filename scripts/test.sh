@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# Builds everything and runs the whole suite twice: plain, then under ASan+UBSan.
+# Builds everything and runs the whole suite: plain (then a host program against
+# the installed package), under ASan+UBSan, the concurrency tests under TSan, the
+# AArch64 cross build under qemu-user, and a fuzz smoke run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,6 +19,9 @@ run_suite() {
 echo "== plain build"
 run_suite build/plain
 
+echo "== installed package: a host program through find_package and through pkg-config"
+./scripts/consumer.sh build/plain
+
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
@@ -28,6 +33,9 @@ cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSENSOR_SANITIZE=thr
   -DSENSOR_TEST_ONLY="stress;thread;hostsim" >/dev/null
 cmake --build build/tsan -j"$jobs" --target sensordll_tests
 (cd build/tsan && ctest -j"$jobs" --output-on-failure --timeout 300 -R "Stress|SensorThread|HostSim")
+
+echo "== AArch64 cross build, the whole suite under qemu-user"
+./scripts/cross.sh
 
 echo "== Fuzz smoke run: every target for a bounded time under ASan+UBSan"
 ./scripts/fuzz.sh "${FUZZ_SECONDS:-20}"
