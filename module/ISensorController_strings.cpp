@@ -2,10 +2,13 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
 #include "ISensorController.h"
+#include "PLFile.h"
 #include "SensorFile.h"
 #include "SensorKeyVal.h"
 #include "SensorUtil.h"
@@ -30,6 +33,81 @@ bool isRangeQueryCmd(int p_nCmd)
 const int SENSOR_STYLE_OWN_SHUTTER_LIST = 200;
 const int SENSOR_CAMERA_VERSION_LEN = 50;
 const size_t SENSOR_CHECK_ITEMS = 3;
+// Style files are a few hundred kilobytes at most; anything far larger is not a style.
+const INT64 SENSOR_MERGE_STYLE_MAX = 16 * 1024 * 1024;
+
+// The host fetches all parameters many times a minute, while the merged style
+// changes only when a start-up writes it again. Parsing it is most of the cost
+// of a fetch, and the fetch needs only two answers from it: whether it loads,
+// and the maximum-shutter value it gives. Those are remembered with the bytes
+// they came from; the file is still read every time, and any other bytes are
+// parsed afresh, so a style edited or lost on the flash is seen at once.
+struct MergedStyleAnswer {
+    std::string strText;
+    bool bLoaded;
+    int nRet;
+    int nMaxShutter;
+};
+
+std::mutex s_objAnswersLock;
+std::map<std::string, MergedStyleAnswer> s_mapAnswers;  // by file name
+
+class MergedStyle {
+public:
+    MergedStyle() : m_stAnswer() {}
+
+    // Loads as SensorXmlDocument::LoadFile does, through the same PLFile calls,
+    // with the same answer.
+    bool LoadFile(const char* p_szFileName, TiXmlEncoding p_eEncoding)
+    {
+        std::string strText;
+        if (!readAll(p_szFileName, strText)) {
+            // Nothing loaded: an empty document, where no lookup finds anything.
+            m_stAnswer.bLoaded = false;
+            m_stAnswer.nMaxShutter = SENSOR_STYLE_OWN_SHUTTER_LIST;
+            m_stAnswer.nRet = getDnaValbyCmdId(NULL, KEY_MAX_SHUTTER, m_stAnswer.nMaxShutter);
+            return false;
+        }
+        std::lock_guard<std::mutex> objLock(s_objAnswersLock);
+        MergedStyleAnswer& stKnown = s_mapAnswers[p_szFileName];
+        if (stKnown.strText.empty() || stKnown.strText != strText) {
+            SensorXmlDocument objDoc;
+            stKnown.bLoaded = objDoc.LoadMem(strText.c_str(), p_eEncoding);
+            stKnown.nMaxShutter = SENSOR_STYLE_OWN_SHUTTER_LIST;
+            stKnown.nRet = getDnaValbyCmdId(objDoc.FirstChildElement(), KEY_MAX_SHUTTER, stKnown.nMaxShutter);
+            stKnown.strText.swap(strText);
+        }
+        m_stAnswer.bLoaded = stKnown.bLoaded;
+        m_stAnswer.nRet = stKnown.nRet;
+        m_stAnswer.nMaxShutter = stKnown.nMaxShutter;
+        return m_stAnswer.bLoaded;
+    }
+
+    // getDnaValbyCmdId of KEY_MAX_SHUTTER over the loaded document, from p_nVal = 200.
+    int getMaxShutter(int& p_nVal) const
+    {
+        p_nVal = m_stAnswer.nMaxShutter;
+        return m_stAnswer.nRet;
+    }
+
+private:
+    static bool readAll(const char* p_szFileName, std::string& p_strText)
+    {
+        PLFile objFile;
+        if (!objFile.open(p_szFileName, PLFile::modeRead)) {
+            return false;
+        }
+        INT64 nLen = objFile.getLength();
+        if (nLen < 0 || nLen > SENSOR_MERGE_STYLE_MAX) {
+            return false;
+        }
+        p_strText.assign((size_t)nLen, '\0');
+        int nRead = nLen > 0 ? objFile.read(&p_strText[0], (unsigned int)nLen) : 0;
+        return nRead == nLen;
+    }
+
+    MergedStyleAnswer m_stAnswer;
+};
 
 }  // namespace
 
@@ -39,7 +117,7 @@ bool ISensorController::getAllParameters(std::string& p_strOut)
 
     char filename[64];
     snprintf(filename, sizeof(filename), SENSOR_MERGE_STYLE_FILE, (int)m_nCameraID);
-    SensorXmlDocument objStyleXmlDoc;
+    MergedStyle objStyleXmlDoc;
     SENSOR_CHECK(objStyleXmlDoc.LoadFile(filename, TIXML_ENCODING_UTF8));
 
     s32 nScheme = m_nCurScheme;
@@ -48,7 +126,7 @@ bool ISensorController::getAllParameters(std::string& p_strOut)
     }
 
     int nVal = SENSOR_STYLE_OWN_SHUTTER_LIST;
-    int nRet = getDnaValbyCmdId(objStyleXmlDoc.FirstChildElement(), KEY_MAX_SHUTTER, nVal);
+    int nRet = objStyleXmlDoc.getMaxShutter(nVal);
     if (SNS_SUCCESS == nRet && nVal >= SENSOR_STYLE_OWN_SHUTTER_LIST) {
         // The style offers its own shutter list: the saved file is the truth,
         // the library would correct its values to its own list.

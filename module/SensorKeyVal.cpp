@@ -57,14 +57,56 @@ void scanPair(const char* p_pBegin, const char* p_pEnd, s32& p_nKey, s32& p_nVal
     scanInt(p, p_pEnd, p_nValue);
 }
 
+u32 magnitude(s32 p_nVal)
+{
+    return p_nVal < 0 ? 0u - (u32)p_nVal : (u32)p_nVal;
+}
+
+// Characters of "%d" of the number.
+size_t decimalLen(s32 p_nVal)
+{
+    size_t nLen = p_nVal < 0 ? 2 : 1;
+    for (u32 n = magnitude(p_nVal); n >= 10; n /= 10) {
+        ++nLen;
+    }
+    return nLen;
+}
+
+// Writes "%d" of the number so that it ends just before p_pEnd; returns its first character.
+char* writeDecimal(char* p_pEnd, s32 p_nVal)
+{
+    u32 n = magnitude(p_nVal);
+    do {
+        *--p_pEnd = (char)('0' + n % 10);
+        n /= 10;
+    } while (n != 0);
+    if (p_nVal < 0) {
+        *--p_pEnd = '-';
+    }
+    return p_pEnd;
+}
+
 }  // namespace
 
 void keyval_st2str(std::string& p_strOut, KeyVal* p_pKeyVal, unsigned p_nCount)
 {
-    char szPair[32];
+    // Every fetch of all parameters formats the whole set: one exact
+    // reservation, and the pairs written as "(%d,%d)" writes them.
+    size_t nLen = p_strOut.size();
     for (unsigned i = 0; i < p_nCount; ++i) {
-        snprintf(szPair, sizeof(szPair), "(%d,%d)", (int)p_pKeyVal[i].key, p_pKeyVal[i].value);
-        p_strOut += szPair;
+        nLen += 3 + decimalLen((s32)p_pKeyVal[i].key) + decimalLen(p_pKeyVal[i].value);
+    }
+    p_strOut.reserve(nLen);
+    char szPair[32];
+    char* pEnd = szPair + sizeof(szPair);
+    for (unsigned i = 0; i < p_nCount; ++i) {
+        char* p = pEnd;
+        *--p = ')';
+        p = writeDecimal(p, p_pKeyVal[i].value);
+        *--p = ',';
+        p = writeDecimal(p, (s32)p_pKeyVal[i].key);
+        *--p = '(';
+        p_strOut.append(p, (size_t)(pEnd - p));
     }
 }
 

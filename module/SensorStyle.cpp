@@ -195,6 +195,88 @@ s32 boundedCount(s32 p_nCount, s32 p_nMax)
     return p_nCount < 0 ? 0 : (p_nCount > p_nMax ? p_nMax : p_nCount);
 }
 
+// Start-up reads the factory set out of the dynamic style. Printing that
+// document and parsing the print again costs as much as the rest of the style
+// work together, so getFctData lends getDnaStyle a document to build in, and
+// reads the set from it directly when TinyXML would parse its print back into
+// the same elements and attribute values. One loan per thread: channels may
+// start in parallel.
+struct DnaStyleLoan {
+    SensorXmlDocument* pDoc;
+    bool bKept;  // the document was left built instead of printed
+};
+thread_local DnaStyleLoan* t_pDnaStyleLoan = NULL;
+
+// True when TinyXML prints the text so that it parses back to the same bytes:
+// printable ASCII and well-formed UTF-8 only, no "&#x" (printed as it stands,
+// so it would be read back as a character reference), and no quote or "&" where
+// it is printed unescaped (the declaration).
+bool printsBack(const std::string& p_strText, bool p_bEscaped)
+{
+    const size_t nLen = p_strText.size();
+    for (size_t i = 0; i < nLen; ++i) {
+        const unsigned char c = (unsigned char)p_strText[i];
+        if (c >= 0x20 && c < 0x7f) {
+            if (c == '&' && (!p_bEscaped || (i + 2 < nLen && p_strText[i + 1] == '#' && p_strText[i + 2] == 'x'))) {
+                return false;
+            }
+            if (c == '"' && !p_bEscaped) {
+                return false;
+            }
+            continue;
+        }
+        // TinyXML reads a character as long as its lead byte says.
+        const size_t nMore = (c >= 0xc2 && c <= 0xdf) ? 1 : (c >= 0xe0 && c <= 0xef) ? 2 : (c >= 0xf0 && c <= 0xf4) ? 3 : 0;
+        if (nMore == 0 || i + nMore >= nLen) {
+            return false;
+        }
+        for (size_t k = 1; k <= nMore; ++k) {
+            const unsigned char cMore = (unsigned char)p_strText[i + k];
+            if (cMore < 0x80 || cMore > 0xbf) {
+                return false;
+            }
+        }
+        i += nMore;
+    }
+    return true;
+}
+
+// Whether the document's print parses back to the same tree: it parsed without
+// error, and every text TinyXML reads character by character prints back as it is.
+// Names, comments, CDATA and unknown nodes are read byte by byte and always do.
+bool parsesBackAlike(const TiXmlDocument& p_objDoc)
+{
+    if (p_objDoc.Error()) {
+        return false;
+    }
+    std::vector<const TiXmlNode*> vecStack(1, &p_objDoc);
+    while (!vecStack.empty()) {
+        const TiXmlNode* pNode = vecStack.back();
+        vecStack.pop_back();
+        if (const TiXmlElement* pElement = pNode->ToElement()) {
+            for (const TiXmlAttribute* pAttr = pElement->FirstAttribute(); pAttr != NULL; pAttr = pAttr->Next()) {
+                if (!printsBack(pAttr->ValueStr(), true)) {
+                    return false;
+                }
+            }
+        } else if (const TiXmlText* pText = pNode->ToText()) {
+            if (!pText->CDATA() && !printsBack(pText->ValueStr(), true)) {
+                return false;
+            }
+        } else if (const TiXmlDeclaration* pDecl = pNode->ToDeclaration()) {
+            if (!printsBack(std::string(pDecl->Version()), false) ||
+                !printsBack(std::string(pDecl->Encoding()), false) ||
+                !printsBack(std::string(pDecl->Standalone()), false)) {
+                return false;
+            }
+        }
+        for (const TiXmlNode* pChild = pNode->FirstChild(); pChild != NULL; pChild = pChild->NextSibling()) {
+            vecStack.push_back(pChild);
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 int getNodebyCmdId(TiXmlElement* p_pRoot, int p_nId, TiXmlElement*& p_pNode)
@@ -302,7 +384,10 @@ int getDnaStyle(int p_channelID, const char* szStyle, std::string& p_strOut, boo
     memset(&dnaCmdList, 0, sizeof(dnaCmdList));
     SENSOR_CHECK(SNS_SUCCESS == ia_ioctrl_v2(p_channelID-1, IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, (void*)(&dnaCmdList)));
 
-    SensorXmlDocument objStyleXmlDoc;
+    DnaStyleLoan* pLoan = t_pDnaStyleLoan;
+    t_pDnaStyleLoan = NULL;
+    SensorXmlDocument objOwnDoc;
+    SensorXmlDocument& objStyleXmlDoc = pLoan != NULL ? *pLoan->pDoc : objOwnDoc;
     SENSOR_CHECK(objStyleXmlDoc.LoadMem(szStyle, TIXML_ENCODING_UTF8));
     SENSOR_DBG("dnaCmdList.cmd_cnt(%d)\n", dnaCmdList.cmd_cnt);
 
@@ -348,6 +433,10 @@ int getDnaStyle(int p_channelID, const char* szStyle, std::string& p_strOut, boo
         DeleteNode(objStyleXmlDoc.RootElement(), pNode);
     }
 
+    if (pLoan != NULL && parsesBackAlike(objStyleXmlDoc)) {
+        pLoan->bKept = true;
+        return SNS_SUCCESS;
+    }
     p_strOut = objStyleXmlDoc.PrintToString();
     return SNS_SUCCESS;
 }
@@ -391,9 +480,14 @@ int style2KeyVal(TiXmlElement* p_pElement, KeyVal* p_pKeyVal, u32* p_pnKeyValNum
 int getFctData(int p_channelID, char* p_szStyle, KeyVal* p_pKeyVal, u32* p_pnKeyValNum, bool p_bShowWDRFalg)
 {
     std::string strDnaStyle;
-    SENSOR_CHECK(SNS_SUCCESS == getDnaStyle(p_channelID,p_szStyle, strDnaStyle,p_bShowWDRFalg));
     SensorXmlDocument objDnaStyleDoc;
-    SENSOR_CHECK(objDnaStyleDoc.LoadMem(strDnaStyle.c_str(), TIXML_ENCODING_UTF8));
+    DnaStyleLoan stLoan = {&objDnaStyleDoc, false};
+    t_pDnaStyleLoan = &stLoan;
+    SENSOR_CHECK(SNS_SUCCESS == getDnaStyle(p_channelID,p_szStyle, strDnaStyle,p_bShowWDRFalg));
+    t_pDnaStyleLoan = NULL;
+    if (!stLoan.bKept) {
+        SENSOR_CHECK(objDnaStyleDoc.LoadMem(strDnaStyle.c_str(), TIXML_ENCODING_UTF8));
+    }
     *p_pnKeyValNum = 0;
     TiXmlElement* pRootNode = objDnaStyleDoc.RootElement();
     SENSOR_CHECK(SNS_SUCCESS == style2KeyVal(pRootNode, p_pKeyVal, p_pnKeyValNum), "p_pnKeyValNum(%u)\n", *p_pnKeyValNum);
