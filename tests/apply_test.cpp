@@ -8,8 +8,8 @@
 #include "ModuleTest.h"
 #include "hostsim.h"
 
-// Allocations are counted through a replaced operator new without sanitizers only: under ASan or
-// TSan it would take their own operator new, and its checks, away from every test of the program.
+// Allocations are counted without sanitizers only: they bring their own allocator, and replacing it would take
+// their checks away from every test of the program.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define APPLY_COUNTS_ALLOCATIONS 0
 #else
@@ -17,17 +17,19 @@
 #include <dlfcn.h>
 #include <execinfo.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <new>
 
+extern "C" void* __libc_malloc(size_t);
+extern "C" void* __libc_calloc(size_t, size_t);
+extern "C" void* __libc_realloc(void*, size_t);
 static thread_local bool t_counting = false;
 static long g_allocs = 0, g_moduleAllocs = 0;
 
-// An allocation is the module's when the module, not the simulator, is the
-// nearer of the two on the stack (library code such as std::string may lie between).
+// An allocation is the module's when the module, not the simulator, is the nearer of the two on the stack
+// (operator new, std::string and the like may lie between).
 static void noteAllocation()
 {
+    t_counting = false;  // the stack walk may allocate itself
     ++g_allocs;
     void* frames[64];
     Dl_info info;
@@ -35,17 +37,12 @@ static void noteAllocation()
     for (int i = 1, n = backtrace(frames, 64); i < n && !strstr(lib, "libsensordll") && !strstr(lib, "libhostsim"); ++i)
         lib = dladdr(static_cast<char*>(frames[i]) - 1, &info) && info.dli_fname ? info.dli_fname : "";
     g_moduleAllocs += strstr(lib, "libsensordll") != nullptr;
+    t_counting = true;
 }
-
-// Out of line, so that no caller sees free() meet a pointer from operator new.
-__attribute__((noinline)) void* operator new(std::size_t n)
-{
-    if (t_counting) noteAllocation();
-    if (void* p = std::malloc(n != 0 ? n : 1)) return p;
-    throw std::bad_alloc();
-}
-__attribute__((noinline)) void operator delete(void* p) noexcept { std::free(p); }
-__attribute__((noinline)) void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+#define COUNTED(call) { if (t_counting) noteAllocation(); return call; }
+extern "C" void* malloc(size_t n) noexcept COUNTED(__libc_malloc(n))
+extern "C" void* calloc(size_t n, size_t size) noexcept COUNTED(__libc_calloc(n, size))
+extern "C" void* realloc(void* p, size_t n) noexcept COUNTED(__libc_realloc(p, n))
 #endif
 
 // Found by argument lookup from comparisons of whole sets.
@@ -65,12 +62,12 @@ std::string ia(u32 cmd, const std::string& in, int ret = 0)
     return "ia ch=0 cmd=" + to_string(cmd) + " opt=0 in=[" + in + "] ret=" + to_string(ret);
 }
 std::string video(int key, int val) { return "video ch=1 key=" + to_string(key) + " val=" + to_string(val) + " ret=0"; }
-std::string traced(int color, const std::string& text) { return colorPrefix(color) + text + testsupport::kColorEnd; }
 // The verbose line naming the row about to be applied.
-std::string row(const std::string& name, int key, int val, int cmd, const char* func = "&ISensorController::doIaCmd")
+std::string row(const std::string& name, int key, int val, int cmd)
 {
-    return traced(31, "====================== set " + name + " (" + to_string(key) + "," + to_string(val) + ") func:" +
-                          func + " ia_cmd:" + to_string(cmd) + " =====================\n");
+    return colorPrefix(31) + "====================== set " + name + " (" + to_string(key) + "," + to_string(val) +
+           ") func:&ISensorController::doIaCmd ia_cmd:" + to_string(cmd) + " =====================\n" +
+           testsupport::kColorEnd;
 }
 
 class ApplyTest : public testsupport::ModuleTest {
@@ -134,13 +131,12 @@ TEST_F(ApplyTest, AFailingHandlerStopsTheWalkUnderItsRowKeyAndUnknownKeysGoOutAn
     setDebugLevel(6);
     fail(2337, -1);
     EXPECT_EQ(apply({{2321, 1}, {2337, 2}, {2321, 3}}), -2337);
-    EXPECT_EQ(out_, row("KEY_SHARPNESS", 2321, 1, 2321) + row("KEY_SATURATION", 2337, 2, 2337) +
-                        traced(0, "[sensor err] file:ISensorController_apply.cpp fun:setParameters line:#\nset "
-                                  "KEY_SATURATION (2337,2) func:&ISensorController::doIaCmd ia_cmd:2337 ~~~failed "
-                                  "ia_ret=-1\n"));
+    EXPECT_EQ(out_, row("KEY_SHARPNESS", 2321, 1, 2321) + row("KEY_SATURATION", 2337, 2, 2337) + colorPrefix(0) +
+                        "[sensor err] file:ISensorController_apply.cpp fun:setParameters line:#\nset KEY_SATURATION "
+                        "(2337,2) func:&ISensorController::doIaCmd ia_cmd:2337 ~~~failed ia_ret=-1\n" +
+                        testsupport::kColorEnd);
     EXPECT_EQ(take(), (Strings{ia(4242, "5"), ia(2321, "1"), ia(2337, "2", -1)}));
     EXPECT_EQ(set(0), (Set{{8104, 1}, {2337, 0}, {2321, 1}}));
-
     // The row key, not the command, names the failure; only -1, -4 and -5 are reported.
     install({{83, 0}});
     fail(85, -2);
@@ -152,18 +148,17 @@ TEST_F(ApplyTest, SchemeModeIsCopiedAndDayNightKeysGoOutFromSchemeZeroOnly)
 {
     const Set base = {{8000, 0}, {144, 0}, {145, 10}, {146, 20}, {147, 0}};
     install(base, 3);
+    // Time flag, day/night flag, the mode in schemes 0..2 and the factory set.
     auto modes = [&] {
         std::vector<s32> m = {Peer::timeScheme(*ctl_), Peer::dnScheme(*ctl_)};
         for (u32 s = 0; s <= 3; ++s) m.push_back(set(s)[0].value);
-        return m;  // time flag, day/night flag, the mode in schemes 0..2 and the factory set
+        return m;
     };
-    EXPECT_EQ(apply({{8000, 1}}), 0);
-    EXPECT_EQ(modes(), (std::vector<s32>{1, 0, 1, 1, 1, 0}));
-    EXPECT_EQ(apply({{8000, 5}}), 0);
-    EXPECT_EQ(modes(), (std::vector<s32>{0, 0, 5, 0, 0, 0}));
-    EXPECT_EQ(apply({{8000, 2}}), 0);
-    EXPECT_EQ(modes(), (std::vector<s32>{0, 1, 2, 2, 2, 0}));
-
+    for (auto [mode, after] : std::vector<std::pair<s32, std::vector<s32>>>{
+             {1, {1, 0, 1, 1, 1, 0}}, {5, {0, 0, 5, 0, 0, 0}}, {2, {0, 1, 2, 2, 2, 0}}}) {
+        EXPECT_EQ(apply({{8000, mode}}), 0);
+        EXPECT_EQ(modes(), after) << mode;
+    }
     // Scheme 1 is the night scheme and keeps in step; 147 is no day/night key.
     EXPECT_EQ(apply({{144, 1}, {145, 30}, {147, 4}}), 0);
     EXPECT_EQ(take(), (Strings{ia(144, "1"), ia(145, "30,20,0"), ia(147, "4")}));
@@ -175,7 +170,6 @@ TEST_F(ApplyTest, SchemeModeIsCopiedAndDayNightKeysGoOutFromSchemeZeroOnly)
     EXPECT_EQ(take(), (Strings{ia(147, "5")}));
     EXPECT_EQ(modes(), (std::vector<s32>{0, 1, 2, 1, 2, 0}));
     EXPECT_EQ(set(1), (Set{{8000, 1}, {144, 2}, {145, 30}, {146, 20}, {147, 5}}));
-
     // One user scheme: the set after scheme 0 is the factory set, left alone.
     install(base, 1);
     Peer::curScheme(*ctl_) = 0;
@@ -218,27 +212,21 @@ TEST_F(ApplyTest, LightTwinsLimitedIrPowerAndTheThermalChannel)
 TEST_F(ApplyTest, FullSetMakesNoHeapAllocationInTheModule)
 {
 #if !APPLY_COUNTS_ALLOCATIONS
-    GTEST_SKIP() << "operator new is counted in the build without sanitizers only";
+    GTEST_SKIP() << "allocations are counted in the build without sanitizers only";
 #else
     Set zeros, ones;
     for (u32 i = 0; i < Peer::keyCmdSum(*ctl_); ++i) {
         zeros.push_back({Peer::keyCmdMap(*ctl_)[i].key, 0});
         ones.push_back({Peer::keyCmdMap(*ctl_)[i].key, 1});
     }
-    ASSERT_EQ(ones.size(), 156u);
     install(zeros);
-    int ret = -999;
-    captureStdout([&] {
-        g_allocs = g_moduleAllocs = 0;
-        t_counting = true;
-        ret = ctl_->setParameters(ones.data(), 156, true);
-        t_counting = false;
-    });
+    g_allocs = g_moduleAllocs = 0;
+    t_counting = true;
+    const int ret = apply(ones);
+    t_counting = false;
     EXPECT_EQ(ret, 0);
     EXPECT_EQ(g_moduleAllocs, 0) << "of " << g_allocs << " allocations in all";
-    EXPECT_GT(g_allocs, 0);  // the simulator's own logging, set aside
     EXPECT_EQ(set(0), ones);
-
     // The counter does see the module's own allocations: a controller makes its thread object.
     t_counting = true;
     ISensorController other;

@@ -23,12 +23,10 @@ TEST_F(CacheTest, FirstEntryOfTheKeyAndForcedWritesStopAtTheFactorySet)
     // Two user schemes and the factory set; key 34 appears twice in each.
     Peer::installSets(c, {{{34, 50}, {2337, 60}, {34, 51}}, {{34, 40}, {2337, -5}, {34, 41}},
                           {{34, 10}, {2337, 20}, {34, 11}}});
-    EXPECT_EQ(c.setKeyValToCache(1, 34, 45, false), 0);
-    EXPECT_EQ(c.setKeyValToCache(0, 2337, static_cast<u32>(-3), false), 1);
-    EXPECT_EQ(c.setKeyValToCache(0, 96, 1, false), -1);
-    EXPECT_EQ(c.setKeyValToCache(2, 34, 1, false), -2);
-    EXPECT_EQ(c.setKeyValToCache(2, 2337, 21, true), 1);
-    EXPECT_EQ(c.setKeyValToCache(3, 34, 1, true), -1);
+    EXPECT_EQ((std::vector<int>{c.setKeyValToCache(1, 34, 45, false), c.setKeyValToCache(0, 2337, (u32)-3, false),
+                                c.setKeyValToCache(0, 96, 1, false), c.setKeyValToCache(2, 34, 1, false),
+                                c.setKeyValToCache(2, 2337, 21, true), c.setKeyValToCache(3, 34, 1, true)}),
+              (std::vector<int>{0, 1, -1, -2, 1, -1}));
     EXPECT_EQ(values(), (std::vector<s32>{50, -3, 51, 45, -5, 41, 10, 21, 11}));
 
     EXPECT_EQ(c.getKeyValFromCache(1, 96, v), -1);
