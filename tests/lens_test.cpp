@@ -16,12 +16,7 @@ std::string ia(u32 cmd, s32 in, u32 opt = 0, int ret = 0)
     return "ia ch=0 cmd=" + std::to_string(cmd) + " opt=" + std::to_string(opt) + " in=[" + std::to_string(in) +
            "] ret=" + std::to_string(ret);
 }
-Strings take()
-{
-    Strings lines = hostsim::trace();
-    hostsim::clearTrace();
-    return lines;
-}
+Strings take() { Strings lines = hostsim::trace(); return hostsim::clearTrace(), lines; }
 hostsim::SimIsp& isp() { return hostsim::SimIsp::instance(); }
 void fail(std::int64_t cmd, std::int64_t option = -1) { isp().addFault({-1, cmd, option, 0, -1, -1}); }
 
@@ -29,8 +24,7 @@ struct Ctl : ISensorController {
     Ctl() { Peer::buildTable(*this); }
     ~Ctl() { Peer::releaseAll(*this); }
 };
-
-class LensTest : public testsupport::ModuleTest {};
+using LensTest = testsupport::ModuleTest;
 
 TEST_F(LensTest, ZoomRatioFollowsTheMagnificationTable)
 {
@@ -56,7 +50,7 @@ TEST_F(LensTest, ZoomRatioFollowsTheMagnificationTable)
     EXPECT_EQ(take(), Strings{ia(1568, 5, 1, -1)});
 }
 
-TEST_F(LensTest, FocusZoomAndPtzCommandsNeedALens)
+TEST_F(LensTest, LensCommandsNeedALensAndTheIrisIsClampedAfterExposureModeThree)
 {
     Ctl c;
     int v = -1;
@@ -76,14 +70,9 @@ TEST_F(LensTest, FocusZoomAndPtzCommandsNeedALens)
     Peer::hasLens(c) = false;
     EXPECT_TRUE(lens() && v == 0 && c.zoomIn() && c.zoomOut() && c.irisUp() && c.irisDown() && c.setFocusMode(0));
     EXPECT_EQ(take(), (Strings{ia(1569, 1), ia(1570, 1), ia(16, 3), ia(83, 1), ia(16, 3), ia(84, 1), ia(1536, 0)}));
-}
 
-TEST_F(LensTest, IrisValueIsClampedAfterExposureModeThree)
-{
-    Ctl c;
-    const std::pair<int, s32> cases[] = {{INT_MIN, 256}, {-5, 256},      {0, 256},         {255, 256},
-                                         {256, 256},     {25600, 25600}, {25601, 1048576}, {INT_MAX, 1048576}};
-    for (const auto& k : cases) {
+    for (const auto& k : std::vector<std::pair<int, s32>>{{INT_MIN, 256}, {255, 256}, {256, 256}, {25600, 25600},
+                                                          {25601, 1048576}, {INT_MAX, 1048576}}) {
         EXPECT_TRUE(c.setIrisValue(k.first));
         EXPECT_EQ(take(), (Strings{ia(16, 3), ia(82, k.second)})) << k.first;
     }
@@ -99,8 +88,8 @@ TEST_F(LensTest, InfraredAndWhiteLightExcludeEachOther)
     Peer::installSets(c, {lights, lights, lights});
     Peer::curScheme(c) = 0;
     auto recorded = [&] {  // 160, 170, 171, 224 of scheme 0
-        const KeyVal* set = Peer::userKeyVal(c)[0];
-        return Ints{set[0].value, set[1].value, set[2].value, set[3].value};
+        const KeyVal* s = Peer::userKeyVal(c)[0];
+        return Ints{s[0].value, s[1].value, s[2].value, s[3].value};
     };
     isp().setValue(0, 168, 1);
     EXPECT_TRUE(c.setIRSwitch(1) && recorded() == Ints({1, 0, 0, 0}));
@@ -125,15 +114,9 @@ TEST_F(LensTest, InfraredAndWhiteLightExcludeEachOther)
     EXPECT_TRUE(c.setLightType(3) && c.setWhiteMode(1));
     EXPECT_EQ(take(), (Strings{ia(224, 3), ia(169, 1)}));
     EXPECT_EQ(recorded(), (Ints{0, 1, 1, 3}));
-}
 
-TEST_F(LensTest, HeatStatusNeverWritesPastTheCallersBool)
-{
-    Ctl c;
-    struct {
-        bool heat = false;
-        unsigned char guard[3] = {0xAA, 0xAA, 0xAA};
-    } out;
+    // The heater answers a whole word: any bit set is heating, and nothing past the caller's bool is written.
+    struct { bool heat = false; unsigned char guard[3] = {0xAA, 0xAA, 0xAA}; } out;
     isp().setHeatStatus(0, 0x01010100);
     EXPECT_TRUE(c.getHeatStatus(out.heat) && out.heat);
     EXPECT_EQ(Ints(out.guard, out.guard + 3), Ints(3, 0xAA));

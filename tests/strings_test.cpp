@@ -1,9 +1,6 @@
 // Parameter strings from the web interface: pair lists, key lists, ranges, sensor check and version.
 #include <cstdlib>
 #include <memory>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "ControllerPeer.h"
 #include "ModuleTest.h"
@@ -31,12 +28,11 @@ Strings take() { Strings lines = hostsim::trace(); return hostsim::clearTrace(),
 // Scans into a heap block of exactly `room` entries, so a write past it is caught.
 std::pair<int, Pairs> scan(const std::string& text, unsigned room)
 {
-    KeyVal* set = static_cast<KeyVal*>(std::malloc(room * sizeof(KeyVal)));
+    std::vector<KeyVal> set(room);
     unsigned count = 999;
-    const int ret = keyval_str2st(text, set, &count, room);
+    const int ret = keyval_str2st(text, set.data(), &count, room);
     Pairs out;
     for (unsigned i = 0; i < count && i < room; ++i) out.emplace_back(set[i].key, set[i].value);
-    std::free(set);
     return {ret, out};
 }
 
@@ -45,9 +41,7 @@ protected:
     void SetUp() override
     {
         ModuleTest::SetUp();
-        testsupport::writeFile(SENSOR_MACHINE_INFO_FILE, "deviceType=1\n");  // read by the constructor
         ctl_ = std::make_unique<ISensorController>();
-        Peer::cameraId(*ctl_) = 1;
         Peer::buildTable(*ctl_);
         Peer::curScheme(*ctl_) = 0;
         // Two user schemes and the factory set; the scratch set holds exactly one set.
@@ -59,8 +53,8 @@ protected:
     void TearDown() override { std::free(Peer::keyValTmp(*ctl_)), Peer::releaseAll(*ctl_), ModuleTest::TearDown(); }
     void styleMaxShutter(const std::string& value)
     {
-        const std::string param = "<param id=\"49\" value=\"" + value + "\"/>";
-        testsupport::writeFile("/tmp/merge_style_ch1.xml", "<style><tab>" + param + "</tab></style>");
+        testsupport::writeFile("/tmp/merge_style_ch1.xml",
+                               "<style><tab><param id=\"49\" value=\"" + value + "\"/></tab></style>");
     }
     void fail(std::int64_t cmd, int result = -1) { isp_.addFault(hostsim::IspFault{-1, cmd, -1, 0, -1, result}); }
     template <typename F>
@@ -85,7 +79,8 @@ TEST(PairListTest, ScanningRules)
         {"(34,50)(2337,", {{34, 50}}}, {"(abc)", {{0, 0}}}, {"(34,50)(x,y)", {{34, 50}, {34, 50}}},
         {"(34,50)(8 ,9)", {{34, 50}, {8, 50}}}, {"( 7, -3)", {{7, -3}}}, {"(", {}}, {"(34,50)(", {{34, 50}}},
         // A ")" just before the "(" gives an empty piece; one further before, the rest of the text.
-        {")(5,6)", {{0, 0}, {5, 6}}}, {"(1,2))x(34", {{1, 2}, {34, 2}}}, {"(1,2))x(3,9)", {{1, 2}, {3, 9}, {3, 9}}},
+        {")(", {}}, {")(5,6)", {{0, 0}, {5, 6}}}, {"(1,2))x(34", {{1, 2}, {34, 2}}},
+        {"(1,2))x(3,9)", {{1, 2}, {3, 9}, {3, 9}}},
         {"(99999999999,-99999999999)", {{2147483647u, -2147483647 - 1}}},
     };
     for (const auto& c : cases) EXPECT_EQ(scan(c.first, 8), std::make_pair(0, c.second)) << c.first;
@@ -95,7 +90,7 @@ TEST(PairListTest, ScanningRules)
     EXPECT_EQ(out, "pre(34,50)(16,-1)");
 }
 
-TEST_F(StringsTest, OverlongPairListIsCutAtTheScratchSetAndReported)
+TEST_F(StringsTest, PairListsAreCutAtTheScratchSetAndKeyListsAnsweredKeyByKey)
 {
     std::pair<int, Pairs> got;
     EXPECT_EQ(output([&] { got = scan("(1,2)(3,4)(5,6)(7,8)", 2); }), kCut);
@@ -112,10 +107,8 @@ TEST_F(StringsTest, OverlongPairListIsCutAtTheScratchSetAndReported)
     EXPECT_EQ(output([&] { ret = ctl_->setParameters(std::string("(34,60)(49,33)"), false); }), "\n");
     EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=34 opt=0 in=[60] ret=0", "ia ch=0 cmd=49 opt=0 in=[33] ret=0"}));
     EXPECT_EQ(shutter(0), 40);
-}
 
-TEST_F(StringsTest, KeyListsAndGetParameters)
-{
+    // Key lists: "(" first, ")" last, nothing after.
     Strings items;
     EXPECT_TRUE(ctl_->parseSensorParameter("(34)", items));
     EXPECT_TRUE(ctl_->parseSensorParameter("(34,2337)", items));
@@ -131,17 +124,17 @@ TEST_F(StringsTest, KeyListsAndGetParameters)
     EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getParameters("(34,9999,2337,x)", out)); }),
               failedCheck("ISensorController_params.cpp fun:getParameter",
                           "SNS_SUCCESS == doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal)", "get key(9999) val from 2a err") +
-                  "@@ out_Parameters = (34,50)(2337,60)(0,0) @@\n");
-    EXPECT_EQ(out, "(34,50)(2337,60)(0,0)");
+                  "@@ out_Parameters = (34,60)(2337,60)(0,0) @@\n");
+    EXPECT_EQ(out, "(34,60)(2337,60)(0,0)");
     EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=9999 opt=1 in=[0] ret=-1", "ia ch=0 cmd=2337 opt=1 in=[0] ret=0",
                                "ia ch=0 cmd=0 opt=1 in=[0] ret=0"}));
     EXPECT_EQ(output([&] { EXPECT_FALSE(ctl_->getParameters("34", out)); }), kRefused + "34 \n");
-    EXPECT_EQ(out, "(34,50)(2337,60)(0,0)");
+    EXPECT_EQ(out, "(34,60)(2337,60)(0,0)");
 }
 
 TEST_F(StringsTest, AllParametersFromTheSavedFileOrTheCorrectedSetInForce)
 {
-    styleMaxShutter("203");  // the style offers its own shutter list
+    styleMaxShutter("200");  // the style offers its own shutter list
     std::string out;
     Peer::curScheme(*ctl_) = 2;
     EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); }), "");
@@ -152,6 +145,12 @@ TEST_F(StringsTest, AllParametersFromTheSavedFileOrTheCorrectedSetInForce)
     out = "keep";
     EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); }), "");
     EXPECT_EQ(out, "keep(34,77)(49,-10)");
+    // Entries a short file lacks are those in memory.
+    testsupport::writeFile("/mnt/mtd/code/config_file/sensor1_1.cfg", std::string(file, 8));
+    Peer::keyValTmp(*ctl_)[1] = KeyVal{99, 99};
+    out.clear();
+    captureStdout([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); });
+    EXPECT_EQ(out, "(34,77)(49,47)");
 
     // Below 200 the set in force is corrected in place and answered.
     styleMaxShutter("25");
@@ -215,7 +214,7 @@ TEST_F(StringsTest, SensorCheckAndCameraVersion)
 {
     isp_.setSensorCheckResult(0, 42);
     for (const Strings& c : std::vector<Strings>{{"(5,2,7)", "42", "opt=1 in=[5,2,7,0]"},
-                                                 {"(5,1,7)", "(5,1,7)", "opt=0 in=[5,1,7,0]"},
+                                                 {"(5,3,7)", "(5,3,7)", "opt=0 in=[5,3,7,0]"},
                                                  {"(5,2,7,9)", "42", "opt=1 in=[5,2,7,0]"}}) {
         std::string text = c[0];
         EXPECT_EQ(output([&] { EXPECT_EQ(ctl_->SensorCheck(text), 0); }), "") << c[0];
@@ -238,7 +237,6 @@ TEST_F(StringsTest, SensorCheckAndCameraVersion)
     isp_.setVersionText(0, std::string(60, 'v'));
     std::string version;
     EXPECT_TRUE(ctl_->getCameraVerInf(version));
-    EXPECT_EQ(version, std::string(49, 'v'));
     fail(2496);
     EXPECT_FALSE(ctl_->getCameraVerInf(version));
     EXPECT_EQ(version, std::string(49, 'v'));

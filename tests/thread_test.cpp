@@ -1,22 +1,18 @@
 // Passes of the sensor thread on a started camera whose background thread is held still.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "CameraTest.h"
 #include "ControllerPeer.h"
 
 namespace {
 
 using Peer = ISensorControllerTestPeer;
+using Strings = std::vector<std::string>;
 
 class SensorThreadTest : public testsupport::CameraTest {
 protected:
     // A started channel whose passes run only when the test calls them.
-    testsupport::Started held(int channel = 1)
+    testsupport::Started held(int channel = 1, const ModuleConfigure* mc = nullptr)
     {
-        auto c = start(channel);
+        auto c = mc ? start(channel, *mc) : start(channel);
         Peer::thread(*c)->stop();
         hostsim::clearTrace();
         hostsim::clearSleeps();
@@ -25,33 +21,33 @@ protected:
     static void period(ISensorController& c, int scheme, int startH, int startM, int endH, int endM)
     {
         KeyVal* set = Peer::userKeyVal(c)[scheme];
-        set[1].value = startH;
-        set[2].value = startM;
-        set[3].value = endH;
-        set[4].value = endM;
+        set[1].value = startH, set[2].value = startM, set[3].value = endH, set[4].value = endM;
     }
-    static int pass(ISensorController& c)
-    {
-        c.sensorThread();
-        return Peer::curScheme(c).load();
-    }
-    static std::vector<std::string> sets() { return traced("ia ch=0 cmd=144 opt=0"); }
+    static int pass(ISensorController& c) { return c.sensorThread(), Peer::curScheme(c).load(); }
 };
 
-TEST_F(SensorThreadTest, DayNightModeSwitchesOnChangeOnly)
+TEST_F(SensorThreadTest, DayNightModeSwitchesOnChangeOnlyAndNotWhileBusy)
 {
     install("bullet");
     auto c = held();
     ASSERT_EQ(c->setParameter(8000, 2, true), 0);
     EXPECT_EQ(pass(*c), 0);  // day
+    EXPECT_EQ(hostsim::sleeps().size(), 1u);
+    EXPECT_EQ(hostsim::sleeps()[0].seconds, 1);
     hostsim::SimIsp::instance().setDayNight(0, 1);
+    // A reset wants its passes back to back: no pause.
+    for (u32 flag : {Peer::kSwitching, Peer::kResettingToLast, Peer::kResetting}) {
+        Peer::setFlags(*c, flag);
+        hostsim::clearSleeps();
+        EXPECT_EQ(pass(*c), 0) << flag;
+        EXPECT_EQ(hostsim::sleeps().size(), flag == Peer::kResetting ? 0u : 1u) << flag;
+        Peer::clearFlags(*c, flag);
+    }
     EXPECT_EQ(pass(*c), 1);
     hostsim::clearTrace();
     EXPECT_EQ(pass(*c), 1);
-    EXPECT_EQ(traced("ia ch=0 cmd=153"), std::vector<std::string>{"ia ch=0 cmd=153 opt=1 in=[0] ret=0"});
-    // Every pass paused one second first.
-    ASSERT_EQ(hostsim::sleeps().size(), 3u);
-    EXPECT_EQ(hostsim::sleeps()[2].seconds, 1);
+    EXPECT_EQ(traced("ia ch=0 cmd=153"), Strings{"ia ch=0 cmd=153 opt=1 in=[0] ret=0"});
+    EXPECT_EQ(traced("ia ch=0 cmd=144"), Strings{});
 }
 
 TEST_F(SensorThreadTest, TimeModeFollowsThePeriodsAndFallsBackToSchemeZero)
@@ -59,13 +55,11 @@ TEST_F(SensorThreadTest, TimeModeFollowsThePeriodsAndFallsBackToSchemeZero)
     install("bullet");
     auto c = held();
     ASSERT_EQ(c->setParameter(8000, 1, true), 0);
-    period(*c, 0, 0, 0, 0, 0);  // the factory period is the whole day
+    period(*c, 0, 0, 0, 0, 0);
     period(*c, 1, 8, 0, 12, 0);
     period(*c, 2, 11, 0, 20, 0);  // overlaps scheme 1: the first match wins
     period(*c, 3, 20, 0, 20, 0);  // empty: never in force
-    const struct {
-        int hour, minute, scheme;
-    } steps[] = {{7, 59, 0}, {8, 0, 1}, {11, 30, 1}, {12, 0, 2}, {20, 0, 0}, {23, 59, 0}};
+    const struct { int hour, minute, scheme; } steps[] = {{7, 59, 0}, {8, 0, 1}, {11, 30, 1}, {12, 0, 2}, {20, 0, 0}};
     for (const auto& step : steps) {
         hostsim::setTimeOfDay(step.hour, step.minute);
         EXPECT_EQ(pass(*c), step.scheme) << step.hour << ":" << step.minute;
@@ -76,65 +70,36 @@ TEST_F(SensorThreadTest, TimeModeFollowsThePeriodsAndFallsBackToSchemeZero)
     EXPECT_EQ(pass(*c), 0);
 }
 
-TEST_F(SensorThreadTest, BusyFlagsStopSwitchingAndAResetSkipsThePause)
-{
-    install("bullet");
-    auto c = held();
-    ASSERT_EQ(c->setParameter(8000, 2, true), 0);
-    hostsim::SimIsp::instance().setDayNight(0, 1);
-    for (u32 flag : {Peer::kSwitching, Peer::kResettingToLast, Peer::kResetting}) {
-        Peer::setFlags(*c, flag);
-        hostsim::clearSleeps();
-        EXPECT_EQ(pass(*c), 0) << flag;
-        EXPECT_EQ(hostsim::sleeps().size(), flag == Peer::kResetting ? 0u : 1u) << flag;
-        Peer::clearFlags(*c, flag);
-    }
-    EXPECT_EQ(pass(*c), 1);
-}
-
 TEST_F(SensorThreadTest, NumberPlateModeEntersStaysInAndLeavesPeriods)
 {
     install("bullet");
     testsupport::writeFile("/mnt/mtd/code/factory_setting/machineinfo.ini", "deviceType=8\n");
     ModuleConfigure mc = config(1);
     mc.setDetail("(max_scheme=4)(lensId=3)");
-    auto c = start(1, mc);
-    Peer::thread(*c)->stop();
+    auto c = held(1, &mc);
     ASSERT_TRUE(Peer::lprMode(*c));
     ASSERT_EQ(c->setParameter(8000, 1, true), 0);
-    period(*c, 0, 0, 0, 0, 0);
-    period(*c, 1, 0, 0, 0, 0);
+    for (int scheme : {0, 1, 3}) period(*c, scheme, 0, 0, 0, 0);
     period(*c, 2, 8, 0, 18, 0);
-    period(*c, 3, 0, 0, 0, 0);
-    // The bullet's 79 entries less the five schedule keys and the four smart-light
-    // twins; anti-shake takes two calls.
-    const int keysWithCommand = 71;
-    auto sentCount = [] {
-        int n = 0;
-        for (const std::string& line : traced("ia ch=0 ")) n += line.find(" opt=0 ") != std::string::npos;
-        return n;
+    // Values sent by a pass at the given time, and the scheme and schedule it ends in.
+    auto at = [&](int hour, int minute) {
+        hostsim::setTimeOfDay(hour, minute);
+        hostsim::clearTrace();
+        const int scheme = pass(*c);
+        int sent = 0;
+        for (const std::string& line : traced("ia ch=0 ")) sent += line.find(" opt=0 ") != std::string::npos;
+        return std::vector<int>{sent, scheme, (int)Peer::lastSchedule(*c)};
     };
-
-    hostsim::setTimeOfDay(7, 59);
-    hostsim::clearTrace();
-    EXPECT_EQ(pass(*c), 0);  // outside, day: scheme 0 with day/night mode 0
-    EXPECT_EQ(Peer::lastSchedule(*c), 0u);
-
-    hostsim::setTimeOfDay(8, 0);
-    hostsim::clearTrace();
-    EXPECT_EQ(pass(*c), 2);  // entering a period: every value goes out
-    EXPECT_EQ(sentCount(), keysWithCommand);
-    EXPECT_EQ(Peer::lastSchedule(*c), 1u);
-
-    hostsim::clearTrace();
-    EXPECT_EQ(pass(*c), 2);
-    EXPECT_EQ(sentCount(), 0);
-
-    hostsim::setTimeOfDay(18, 0);
+    // Every value goes out outside a period (scheme 0 by day, with day/night mode 0) and on entering one: the
+    // bullet's 79 entries less the five schedule keys and the four smart-light twins; anti-shake takes two calls.
+    // Staying sends nothing.
+    EXPECT_EQ(at(7, 59), (std::vector<int>{71, 0, 0}));
+    EXPECT_EQ(at(8, 0), (std::vector<int>{71, 2, 1}));
+    EXPECT_EQ(at(8, 1), (std::vector<int>{0, 2, 1}));
+    // Leaving at night: scheme 1, its day/night mode kept and 0 sent.
     hostsim::SimIsp::instance().setDayNight(0, 1);
-    hostsim::clearTrace();
-    EXPECT_EQ(pass(*c), 1);  // leaving at night
-    EXPECT_EQ(sets(), std::vector<std::string>{"ia ch=0 cmd=144 opt=0 in=[0] ret=0"});
+    EXPECT_EQ(at(18, 0)[1], 1);
+    EXPECT_EQ(traced("ia ch=0 cmd=144 opt=0"), Strings{"ia ch=0 cmd=144 opt=0 in=[0] ret=0"});
     int stored = -1;
     EXPECT_TRUE(c->getParameter(144, stored));
     EXPECT_EQ(stored, 0);
@@ -149,8 +114,7 @@ TEST_F(SensorThreadTest, FieldOfViewRequestIsCarriedOutByChannelOneOnly)
     Peer::hasLens(*visible) = true;
     const char* fov = "/mnt/mtd/hd1/program/config/sync_fov.ini";
     testsupport::writeFile(fov, "zoom2=100,focus2=5,\nzoom12=24576,\nfocus1=3000\n");
-    ASSERT_TRUE(thermal->setParamMode(0));
-    ASSERT_TRUE(visible->setParamMode(0));
+    ASSERT_TRUE(thermal->setParamMode(0) && visible->setParamMode(0));
     s32 one = 1;
     ASSERT_EQ(thermal->doIoCrtl(8104, 0, &one), 0);
 
@@ -159,15 +123,10 @@ TEST_F(SensorThreadTest, FieldOfViewRequestIsCarriedOutByChannelOneOnly)
     // zoom1 is found inside zoom12; a focus entry needs a comma after its value.
     EXPECT_EQ(captureStdout([&] { visible->sensorThread(); }),
               "zoom= -1,focus= -1 \nzoom= 24576,focus= -1 \nzoom= 24576,focus= -1 \n");
-    EXPECT_EQ(hostsim::trace(), std::vector<std::string>{"ia ch=0 cmd=1568 opt=0 in=[24576] ret=0"});
+    EXPECT_EQ(hostsim::trace(), Strings{"ia ch=0 cmd=1568 opt=0 in=[24576] ret=0"});
     // The request is used up.
     hostsim::clearTrace();
     EXPECT_EQ(captureStdout([&] { visible->sensorThread(); }), "");
-    EXPECT_TRUE(hostsim::trace().empty());
-
-    testsupport::writeFile(fov, "zoom1=24576\n");
-    ASSERT_EQ(thermal->doIoCrtl(8104, 0, &one), 0);
-    EXPECT_EQ(captureStdout([&] { visible->sensorThread(); }), "zoom= -1,focus= -1 \n");
     EXPECT_TRUE(hostsim::trace().empty());
 }
 
