@@ -3,8 +3,10 @@
 // sets whole, with the values they had.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CameraTest.h"
@@ -254,6 +256,26 @@ TEST_F(FaultTest, AFlashTooFullForTheMergedStyleLeavesAChannelWithoutParametersT
     EXPECT_EQ(results, (std::vector<int>{true, 0, 0, true, true, false, SENSOR_ERR_START_NOT_BEFORE_END, true}));
     EXPECT_EQ(value, 50);
     EXPECT_EQ(Peer::keyValSum(*c), 79u);  // the reset merged the style again
+}
+
+TEST_F(FaultTest, UiStyleWaitsForABusyVideoModuleAtMostThirtyPollsAndTheTextTableIsEmpty)
+{
+    auto c = start(1);
+    const std::string style = c->getUIStyleFile();
+    ASSERT_NE(style.find("id=\"8000\""), std::string::npos);
+    for (const auto& busy : std::vector<std::pair<int, std::size_t>>{{3, 3}, {-1, 30}}) {
+        hostsim::clearSleeps();
+        video_.setBusy(busy.first);
+        const int pollsBefore = video_.busyPolls();
+        EXPECT_EQ(c->getUIStyleFile(), style);
+        EXPECT_EQ(video_.busyPolls() - pollsBefore, static_cast<int>(std::min<std::size_t>(busy.second + 1, 30)));
+        const std::vector<hostsim::SleepRecord> sleeps = hostsim::sleeps();
+        ASSERT_EQ(sleeps.size(), busy.second);
+        EXPECT_EQ(sleeps[0].seconds * 1000000 + sleeps[0].microseconds, 50000);
+    }
+    video_.setBusy(0);
+    EXPECT_EQ(c->getUICommonFile(1), "");
+    EXPECT_EQ(c->getUILanguageFile(7), "");
 }
 
 }  // namespace
