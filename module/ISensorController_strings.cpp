@@ -56,8 +56,8 @@ class MergedStyle {
 public:
     MergedStyle() : m_stAnswer() {}
 
-    // Loads as SensorXmlDocument::LoadFile does, through the same PLFile calls,
-    // with the same answer.
+    // Reads the whole merge file through PLFile and answers whether it parses;
+    // a file that cannot be read in full, or is implausibly large, loads nothing.
     bool LoadFile(const char* p_szFileName, TiXmlEncoding p_eEncoding)
     {
         std::string strText;

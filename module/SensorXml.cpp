@@ -6,34 +6,12 @@
 
 #include "PLFile.h"
 
-// Style files are a few hundred kilobytes at most; anything far larger is not a style.
-#define SENSOR_XML_FILE_MAX (16 * 1024 * 1024)
-
 bool SensorXmlDocument::LoadMem(const char* p_szText, TiXmlEncoding p_eEncoding)
 {
     Clear();
     ClearError();
     Parse(p_szText != NULL ? p_szText : "", 0, p_eEncoding);
     return !Error();
-}
-
-bool SensorXmlDocument::LoadFile(const char* p_szFileName, TiXmlEncoding p_eEncoding)
-{
-    Clear();
-    PLFile objFile;
-    if (!objFile.open(p_szFileName, PLFile::modeRead)) {
-        return false;
-    }
-    INT64 nLen = objFile.getLength();
-    if (nLen < 0 || nLen > SENSOR_XML_FILE_MAX) {
-        return false;
-    }
-    std::string strText((size_t)nLen, '\0');
-    int nRead = nLen > 0 ? objFile.read(&strText[0], (unsigned int)nLen) : 0;
-    if (nRead != nLen) {
-        return false;
-    }
-    return LoadMem(strText.c_str(), p_eEncoding);
 }
 
 std::string SensorXmlDocument::PrintToString() const

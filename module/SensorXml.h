@@ -12,8 +12,6 @@ class SensorXmlDocument : public TiXmlDocument {
 public:
     // Parses a NUL-terminated text; a null text parses as the empty text.
     bool LoadMem(const char* p_szText, TiXmlEncoding p_eEncoding);
-    // Reads the whole file through the host's PLFile and parses it.
-    bool LoadFile(const char* p_szFileName, TiXmlEncoding p_eEncoding);
     // Writes exactly what TinyXML prints to a file, through the host's PLFile.
     bool SaveFile(const char* p_szFileName) const;
     // The document as TinyXML prints it to a file.
