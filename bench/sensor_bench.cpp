@@ -604,11 +604,11 @@ __attribute__((noinline)) void countedRun(const std::function<void()>& op, long 
 
 // "--count=NAME[/ARG]:N": runs the operation once to warm up, then N times
 // inside countedRun, with no timing; for instruction counts under callgrind.
-int runCounted(const std::string& spec, std::FILE* out)
+int runCounted(const std::string& request, std::FILE* out)
 {
-    const std::size_t colon = spec.rfind(':');
-    std::string name = spec.substr(0, colon);
-    const long count = colon == std::string::npos ? 1 : std::atol(spec.c_str() + colon + 1);
+    const std::size_t colon = request.rfind(':');
+    std::string name = request.substr(0, colon);
+    const long count = colon == std::string::npos ? 1 : std::atol(request.c_str() + colon + 1);
     int arg = 0;
     const std::size_t slash = name.find('/');
     if (slash != std::string::npos) {
@@ -623,7 +623,7 @@ int runCounted(const std::string& spec, std::FILE* out)
         countedRun(work.op, count);
         dropLogs();
         work.done();
-        std::fprintf(out, "%s ran %ld times\n", spec.substr(0, colon).c_str(), count);
+        std::fprintf(out, "%s ran %ld times\n", request.substr(0, colon).c_str(), count);
         return 0;
     }
     std::fprintf(out, "no operation %s\n", name.c_str());

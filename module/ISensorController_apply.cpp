@@ -42,60 +42,6 @@ const u32 SENSOR_LIGHT_TYPE_INTELL = 2;
 // Limited infrared power: near plus far strength may not exceed this.
 const u32 SENSOR_LIMITED_IR_SUM = 100;
 
-// Where each key first appears in one parameter set. Applying a whole set (a
-// switch, a restore, a pair list from the host) asks for every key's entry in
-// the set in force, and a search from the start of the set for each key makes
-// that quadratic in the set's length. Long applies look the keys up here
-// instead, with the answers that search would give: the first entry wins.
-class FirstPositions {
-public:
-    // Sets longer than this are searched as before.
-    static const u32 MAX_SET = 256;
-    // Shorter applies search: building the table would cost more than it saves.
-    static const u32 MIN_APPLY = 16;
-
-    FirstPositions() : m_pSet(NULL) {}
-
-    const KeyVal* set() const { return m_pSet; }
-
-    void index(const KeyVal* p_pSet, u32 p_nSum)
-    {
-        m_pSet = p_pSet;
-        memset(m_anPos, 0xff, sizeof(m_anPos));
-        for (u32 i = 0; i < p_nSum; ++i) {
-            u32 nSlot = slotOf(p_pSet[i].key);
-            while (m_anPos[nSlot] >= 0 && p_pSet[m_anPos[nSlot]].key != p_pSet[i].key) {
-                nSlot = (nSlot + 1) & (SLOTS - 1);
-            }
-            if (m_anPos[nSlot] < 0) {
-                m_anPos[nSlot] = (s16)i;
-            }
-        }
-    }
-
-    // Position of the key's first entry, -1 when the set lacks it.
-    int find(u32 p_nKey) const
-    {
-        u32 nSlot = slotOf(p_nKey);
-        while (m_anPos[nSlot] >= 0) {
-            if (m_pSet[m_anPos[nSlot]].key == p_nKey) {
-                return m_anPos[nSlot];
-            }
-            nSlot = (nSlot + 1) & (SLOTS - 1);
-        }
-        return -1;
-    }
-
-private:
-    // Twice the longest set indexed: probes stay short.
-    static const u32 SLOTS = 2 * MAX_SET;
-
-    static u32 slotOf(u32 p_nKey) { return (p_nKey * 2654435761u) >> 23 & (SLOTS - 1); }
-
-    const KeyVal* m_pSet;
-    s16 m_anPos[SLOTS];
-};
-
 }  // namespace
 
 int ISensorController::setParameters(KeyVal* p_pKeyval, u32 p_nCount, bool p_bSave)
@@ -103,43 +49,11 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, u32 p_nCount, bool p_bSa
     if (NULL == p_pKeyval) {
         p_nCount = 0;
     }
-    // getKeyValFromCache, through the table of the set asked for when the
-    // apply is long enough; invalid schemes still go the long way, where they
-    // are traced.
-    FirstPositions objPositions;
-    const bool bIndexed = p_nCount >= FirstPositions::MIN_APPLY && m_nKeyValSum <= FirstPositions::MAX_SET;
-    auto getCached = [&](u32 p_nScheme, u32 p_nKey, u32& p_nVal) {
-        if (!bIndexed || p_nScheme > m_stSysConf.nSchemeSum || m_ppUserKeyVal == NULL) {
-            return getKeyValFromCache(p_nScheme, p_nKey, p_nVal);
-        }
-        const KeyVal* pSet = m_ppUserKeyVal[p_nScheme];
-        if (objPositions.set() != pSet) {
-            objPositions.index(pSet, m_nKeyValSum);
-        }
-        int nPos = objPositions.find(p_nKey);
-        if (-1 != nPos) {
-            p_nVal = (u32)pSet[nPos].value;
-        }
-        return nPos;
-    };
-    // isKeyValSame, by way of getCached.
-    auto isSame = [&](const KeyVal& p_stKeyVal) {
-        s32 nScheme = testFlag(m_bSwitching) ? m_nLastScheme.load() : m_nCurScheme.load();
-        u32 nVal = (u32)-1;
-        if (-1 == getCached((u32)nScheme, p_stKeyVal.key, nVal)) {
-            return false;
-        }
-        return (s32)nVal == p_stKeyVal.value;
-    };
-    // The light type is asked for at every key; its entry stays where it is.
-    const KeyVal* pLightSet = NULL;
-    int nLightPos = -1;
-
     for (u32 i = 0; i < p_nCount; ++i) {
         KeyVal& stEntry = p_pKeyval[i];
         const s32 nCurScheme = m_nCurScheme;
 
-        if (p_bSave && (bIndexed ? isSame(stEntry) : isKeyValSame(stEntry))) {
+        if (p_bSave && isKeyValSame(stEntry)) {
             continue;
         }
 
@@ -185,17 +99,7 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, u32 p_nCount, bool p_bSa
             }
 
             u32 nLightType = 0;
-            if (bIndexed && (u32)nCurScheme <= m_stSysConf.nSchemeSum && m_ppUserKeyVal != NULL) {
-                if (pLightSet != m_ppUserKeyVal[nCurScheme]) {
-                    pLightSet = m_ppUserKeyVal[nCurScheme];
-                    nLightPos = getKeyValFromCache(nCurScheme, KEY_LIGHT_TYPE, nLightType);
-                }
-                if (-1 != nLightPos) {
-                    nLightType = (u32)pLightSet[nLightPos].value;
-                }
-            } else {
-                getKeyValFromCache(nCurScheme, KEY_LIGHT_TYPE, nLightType);
-            }
+            getKeyValFromCache(nCurScheme, KEY_LIGHT_TYPE, nLightType);
 
             if (m_bisLimitedIrPower && (KEY_IR_MANUAL_STRG_NEAR == nKey || KEY_IR_MANUAL_STRG_FAR == nKey)) {
                 const bool bPartnerFar = (KEY_IR_MANUAL_STRG_NEAR == nKey);

@@ -235,4 +235,27 @@ TEST_F(ApplyTest, FullSetMakesNoHeapAllocationInTheModule)
 #endif
 }
 
+TEST_F(ApplyTest, FirstEntryOfAKeyDecidesAndARecordedLightTypeCountsAtOnce)
+{
+    // `head`, then unchanged entries up to 20.
+    const auto padded = [](Set head) {
+        for (u32 key = 9000; head.size() < 20; ++key) head.push_back({key, 0});
+        return head;
+    };
+    // Key 34 twice in the set in force: its first entry holds the value in force.
+    Set inForce = padded({{34, 50}, {2337, 40}});
+    inForce.back() = {34, 7};
+    install(inForce, 1);
+    Set entries = inForce;
+    entries[1].value = 41;
+    entries.back().value = 50;
+    EXPECT_EQ(apply(entries), 0);
+    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=2337 opt=0 in=[41] ret=0"}));
+
+    // The intelligent light type, recorded first, drops the infrared key and sends its twin in its place.
+    install(padded({{224, 0}, {161, 0}, {168, 0}}), 1);
+    EXPECT_EQ(apply(padded({{224, 2}, {161, 3}, {168, 4}})), 0);
+    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=224 opt=0 in=[2] ret=0", "ia ch=0 cmd=161 opt=0 in=[4] ret=0"}));
+}
+
 }  // namespace
