@@ -139,9 +139,11 @@ int styleMerge(const std::uint8_t* data, std::size_t size)
     std::memcpy(config.szDetail, detail.c_str(), std::strlen(detail.c_str()));
     char* merged = static_cast<char*>(std::calloc(style.size() + 1, 1));
     std::memcpy(merged, style.data(), style.size());
-    std::vector<char> div(diversity.begin(), diversity.end());
-    div.push_back('\0');
-    mergeStyle(1, &config, &merged, div.data());
+    // An allocation of exactly the text, so that a read past its terminator is caught.
+    char* div = static_cast<char*>(std::malloc(diversity.size() + 1));
+    std::memcpy(div, diversity.c_str(), diversity.size() + 1);
+    mergeStyle(1, &config, &merged, div);
+    std::free(div);
     std::free(merged);
     return 0;
 }

@@ -6,11 +6,20 @@
 
 #include "PLFile.h"
 
+// TinyXML steps over a UTF-8 character by the length its lead byte announces,
+// even when the text ends inside the character: a style cut after a lead byte
+// would send the parser past the terminator into whatever memory follows.
+// Parsing a copy that ends in this many NUL bytes keeps every such step on a
+// NUL, where the parser stops.
+#define SENSOR_XML_NUL_TAIL 8
+
 bool SensorXmlDocument::LoadMem(const char* p_szText, TiXmlEncoding p_eEncoding)
 {
     Clear();
     ClearError();
-    Parse(p_szText != NULL ? p_szText : "", 0, p_eEncoding);
+    std::string strText(p_szText != NULL ? p_szText : "");
+    strText.append(SENSOR_XML_NUL_TAIL, '\0');
+    Parse(strText.c_str(), 0, p_eEncoding);
     return !Error();
 }
 

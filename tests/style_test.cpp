@@ -168,6 +168,25 @@ TEST_F(StyleTest, MalformedEmptyAndTruncatedDocumentsAreReportedAndUsedAsFarAsTh
     }
 }
 
+TEST_F(StyleTest, ADocumentCutInsideAMultiByteCharacterIsNotReadPastItsEnd)
+{
+    // The diversity ends after the lead byte of a three-byte character; the bytes
+    // after its terminator are not the document's ("&" would start an entity).
+    const std::string text = "<m f=\"1\"><Delete tab_key=\"a\" x=\"\xe4";
+    char* div = static_cast<char*>(std::malloc(text.size() + 17));
+    std::memcpy(div, text.c_str(), text.size() + 1);
+    std::memset(div + text.size() + 1, '&', 16);
+    ModuleConfig mc{};
+    std::snprintf(mc.szDetail, sizeof(mc.szDetail), "(f=1)");
+    char* style = strdup(R"(<s><tab key="a"/><tab key="b"/></s>)");
+    out_ = maskLineNumbers(captureStdout([&] { EXPECT_EQ(mergeStyle(1, &mc, &style, div), 0); }));
+    // Reported, and the block that parsed before the cut still applies.
+    EXPECT_EQ(out_, failed("mergeStyle", "doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8)"));
+    EXPECT_EQ(std::string(style), "<s>\n    <tab key=\"b\" />\n</s>\n");
+    std::free(style);
+    std::free(div);
+}
+
 TEST_F(StyleTest, LibraryDecidesDefaultsChoicesAndPlaceholders)
 {
     library({{2337, 1, {0, 2}}, {34, 60, {1}}, {96, 0, {}}, {2384, 3, {}}});
