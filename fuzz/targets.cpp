@@ -221,7 +221,14 @@ int parameterText(const std::uint8_t* data, std::size_t size)
 {
     if (size == 0) return 0;
     ISensorController& controller = startedChannel();
-    controller.setParameters(text(data + 1, size - 1), (data[0] & 1) != 0);
+    // Bit 1 of the first byte: the rest is a key list for the host's reads;
+    // else a pair list, saved when bit 0 is set.
+    if ((data[0] & 2) != 0) {
+        std::string out;
+        controller.getParameters(text(data + 1, size - 1), out);
+    } else {
+        controller.setParameters(text(data + 1, size - 1), (data[0] & 1) != 0);
+    }
     hostsim::SimIsp::instance().clearCalls();
     hostsim::clearTrace();
     return 0;

@@ -34,6 +34,9 @@ const std::size_t kVersionBufSize = 50;
 Shape shapeOf(std::uint32_t cmd, std::uint32_t option)
 {
     if (option == IA_CMD_OPT_GET_PARAM_RNAGE) return Shape::Range;
+    // A correction works on the one value it is handed, and an execution
+    // status is one word, whatever the command carries otherwise.
+    if (option == IA_CMD_OPT_CORRECT_PARAM || option == IA_CMD_OPT_GET_EXEC_STATUS) return Shape::Word;
     switch (cmd) {
     case IA_CMD_DYNAMIC_PARAMS_CMDS_GET:
         return Shape::List;
@@ -70,6 +73,21 @@ std::size_t wordsOf(Shape shape)
         return 4;
     default:
         return 0;
+    }
+}
+
+// Bytes of the caller's data that the library reads and may fill.
+std::size_t bytesOf(Shape shape)
+{
+    switch (shape) {
+    case Shape::Text:
+        return kVersionBufSize;
+    case Shape::List:
+        return sizeof(ia_dynamic_params_cmds_st);
+    case Shape::Range:
+        return sizeof(ia_dynamic_params_attr_st);
+    default:
+        return wordsOf(shape) * sizeof(std::int32_t);
     }
 }
 
@@ -316,7 +334,14 @@ int SimIsp::ioctrl(int channel, std::uint32_t cmd, std::uint32_t option, void* d
     std::lock_guard<std::mutex> lock(mutex_);
     const Shape shape = shapeOf(cmd, option);
     IspCall call{channel, cmd, option, {}, {}, 0};
-    if (data != nullptr) call.in = readWords(data, wordsOf(shape));
+    if (data != nullptr) {
+        // The library takes the whole of what the command carries, as the
+        // real one does, so a caller that hands in less room than that is
+        // caught here (AddressSanitizer sees the read) and not on a camera.
+        std::vector<unsigned char> whole(bytesOf(shape));
+        std::memcpy(whole.data(), data, whole.size());
+        call.in = readWords(whole.data(), wordsOf(shape));
+    }
     // A failed call leaves the caller's data and the library untouched.
     call.out = call.in;
     std::string text;

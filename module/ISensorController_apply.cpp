@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "ISensorController.h"
+#include "SensorUtil.h"
 
 namespace {
 
@@ -153,7 +154,8 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, u32 p_nCount, bool p_bSa
             // the one looked up marks the miss.
             stKeyCmdTmp.key = nKey + 1;
             SENSOR_CHECK(-1 != findFromKeyCmdMap(m_pKeyCmdMap, nKey, stKeyCmdTmp), "p_pKeyval[%u].key(%u)", i, nKey);
-            if (stKeyCmdTmp.key != nKey) {
+            const bool bUnknown = (stKeyCmdTmp.key != nKey);
+            if (bUnknown) {
                 SENSOR_TRACE(SENSOR_COLOR_GREEN, "not find (%d) \n", nKey);
                 // An unknown key still goes to the library, as its own command.
                 stKeyCmdTmp.key = nKey;
@@ -178,7 +180,19 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, u32 p_nCount, bool p_bSa
                 SENSOR_TRACE(SENSOR_COLOR_RED,
                              "====================== set %s (%d,%d) func:%s ia_cmd:%d =====================\n",
                              szKeyName, stKeyCmdTmp.key, stEntry.value, szFuncName, stKeyCmdTmp.cmd);
-                int nRet = (this->*stKeyCmdTmp.func)(stKeyCmdTmp.cmd, IA_CMD_OPT_SET, &stEntry.value);
+                int nRet;
+                if (bUnknown) {
+                    // The key is its own command here, and nothing says that
+                    // command takes one word: it may be a record or a list
+                    // that the library reads (and fills) whole, so the value
+                    // goes in room for the largest one. The entry keeps what
+                    // the library left in the first word, as it would have.
+                    SensorCmdRoom stRoom(stEntry.value);
+                    nRet = (this->*stKeyCmdTmp.func)(stKeyCmdTmp.cmd, IA_CMD_OPT_SET, &stRoom);
+                    stEntry.value = stRoom.anWord[0];
+                } else {
+                    nRet = (this->*stKeyCmdTmp.func)(stKeyCmdTmp.cmd, IA_CMD_OPT_SET, &stEntry.value);
+                }
                 if (SNS_SUCCESS != nRet) {
                     if (-1 == nRet || -4 == nRet || -5 == nRet) {
                         SENSOR_ERR("set %s (%d,%d) func:%s ia_cmd:%d ~~~failed ia_ret=%d\n", szKeyName,

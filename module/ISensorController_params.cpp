@@ -1,5 +1,6 @@
 // Single parameters: getParameter, setParameter, the named accessors and the visibility flags.
 #include "ISensorController.h"
+#include "SensorUtil.h"
 
 bool ISensorController::getParameter(int p_nKey, int& p_nVal)
 {
@@ -18,8 +19,17 @@ bool ISensorController::getParameter(int p_nKey, int& p_nVal)
         p_nVal = -1;
         return true;
     }
-    SENSOR_CHECK_RETURN(SNS_SUCCESS == doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal), false, "get key(%d) val from 2a err",
-                        p_nKey);
+    // The key comes from the host and may name a command whose data is a
+    // record or a list; the library fills all of it, so it reads into room
+    // for the largest one and the caller gets the first word. The room takes
+    // the caller's name for the call so that a failure reports the condition
+    // as written here for every host tool that looks for it.
+    int& nCaller = p_nVal;
+    {
+        SensorCmdReadRoom p_nVal(nCaller);
+        SENSOR_CHECK_RETURN(SNS_SUCCESS == doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal), false,
+                            "get key(%d) val from 2a err", p_nKey);
+    }
     return true;
 }
 

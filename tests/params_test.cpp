@@ -65,6 +65,36 @@ TEST_F(ParamTest, GetAnswersFromTheSchemeInForceAndSetAppliesOneEntry)
     EXPECT_EQ((std::vector<s32>{c.recorded(1, 0), c.recorded(1, 1), c.recorded(0, 0)}), (std::vector<s32>{61, 0, 50}));
 }
 
+// Keys from outside may name commands whose data is a record or a list; the
+// library fills all of it (the simulator touches every byte, so AddressSanitizer
+// sees a caller that hands in one word), and the caller gets the first word.
+TEST_F(ParamTest, RecordCommandsGetRoomForTheirWholeRecord)
+{
+    Ctl c(Sets(3, {{34, 50}}));
+    hostsim::SimIsp& isp = hostsim::SimIsp::instance();
+    dn_thr_st thr = {70, 30, 5};
+    dn_time_st time = {18, 15, 6, 30};
+    ia_ioctrl_v2(0, IA_CMD_DTN_THR, IA_CMD_OPT_SET, &thr);
+    ia_ioctrl_v2(0, IA_CMD_DTN_H, IA_CMD_OPT_SET, &time);
+    isp.setDynamicCommands(0, {49, 50, 82});
+    isp.setVersionText(0, "\x05");
+    take();
+    const struct Row { int key; int value; std::string in; } rows[] = {
+        {145, 70, "7,0,0"}, {149, 18, "7,0,0,0"}, {2816, 7, "7,0,0,0"}, {4112, 3, ""}, {2496, 5, ""}, {1606, 0, "7"}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.key);
+        int v = 7;
+        EXPECT_TRUE(c.getParameter(row.key, v));
+        EXPECT_EQ(v, row.value);
+        EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=" + std::to_string(row.key) + " opt=1 in=[" + row.in + "] ret=0" +
+                                   (row.key == 2496 ? " text=\"\x05\"" : "")}));
+    }
+    // Sent as their own command, with nothing but zeros after the value.
+    EXPECT_EQ(c.setParameter(2816, 1, true), 0);
+    EXPECT_EQ(c.setParameter(4112, 1, true), -4112);
+    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=2816 opt=0 in=[1,0,0,0] ret=0", "ia ch=0 cmd=4112 opt=0 in=[] ret=-1"}));
+}
+
 TEST_F(ParamTest, AccessorsFixTheirKeysBeawayAnswersFalseAndDayNightModeTrue)
 {
     using C = ISensorController;
