@@ -61,6 +61,8 @@ void clearSleeps();
 // released or stopped): a script then drives the sensor thread's passes itself.
 void setThreadsHeld(bool held);
 bool threadsHeld();
+// Lock calls on any PLMutex that found it taken and had to wait, so far.
+std::uint64_t lockWaits();
 
 // ---------------------------------------------------------------- events
 // One ordered trace of everything the module told the library and the video

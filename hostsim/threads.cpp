@@ -10,6 +10,7 @@
 #include <time.h>
 
 #include <atomic>
+#include <cstdint>
 
 #include "GThread.h"
 #include "hostsim.h"
@@ -28,8 +29,17 @@ PLMutex::PLMutex()
 
 PLMutex::~PLMutex() { pthread_mutex_destroy(&m_stMutex); }
 
+namespace hostsim {
+namespace detail {
+std::atomic<std::uint64_t> g_lockWaits{0};
+}  // namespace detail
+}  // namespace hostsim
+
 bool PLMutex::Lock(const char* p_szFile, int p_nLine)
 {
+    if (pthread_mutex_trylock(&m_stMutex) == 0) return true;
+    // Counted before blocking, so a test can tell that a thread is waiting.
+    hostsim::detail::g_lockWaits.fetch_add(1);
     int nRet = pthread_mutex_lock(&m_stMutex);
     if (nRet == 0) return true;
     if (nRet == EDEADLK) {
@@ -132,6 +142,7 @@ std::atomic<bool> g_threadsHeld(false);
 }  // namespace
 
 void setThreadsHeld(bool held) { g_threadsHeld.store(held); }
+std::uint64_t lockWaits() { return detail::g_lockWaits.load(); }
 bool threadsHeld() { return g_threadsHeld.load(); }
 
 }  // namespace hostsim

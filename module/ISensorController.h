@@ -274,6 +274,10 @@ private:
     bool isZoomFocusLocked();
     bool isSchemeIndexValid(int p_nScheme);
     bool isUserScheme(int p_nScheme);
+    // One pass of the sensor thread. The pass that init runs itself must make
+    // the first choice, so it waits for the controller lock instead of
+    // skipping the pass when a host operation holds it.
+    int runSensorPass(bool p_bInitPass);
     // The automatic switch of one pass, by day/night state or time of day.
     void switchByState();
     // Scheme chosen by the day/night state: 0 by day, 1 by night.

@@ -154,7 +154,7 @@ bool ISensorController::init(const ModuleConfigure& p_objModuleConfigure)
     if (!m_bDNScheme && !m_bTimeScheme) {
         switch_to(0, false);
     }
-    sensorThread();
+    runSensorPass(true);
     SENSOR_CHECK(m_pSensorThread->start());
 
     m_bShowWDRFalg = true;

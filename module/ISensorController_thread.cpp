@@ -33,6 +33,11 @@ bool findFovEntry(const std::string& p_strLine, const char* p_szName, int& p_nVa
 
 int ISensorController::sensorThread()
 {
+    return runSensorPass(false);
+}
+
+int ISensorController::runSensorPass(bool p_bInitPass)
+{
     // A reset wants its passes back to back so that the thread reaches stop() quickly.
     if (!testFlag(m_bResetting)) {
         PeloraTime::wait(PeloraTime(1, 0));
@@ -51,10 +56,21 @@ int ISensorController::sensorThread()
         return 0;
     }
 
-    // The pass decides and switches under the controller lock, but never waits
-    // for it: a host operation holding it (a reset waiting in stop() for this
-    // very pass, among others) simply makes the pass skip.
-    if (!m_objMutex.TryLock(__FILE__, __LINE__)) {
+    // The thread's passes decide and switch under the controller lock, but
+    // never wait for it: a host operation holding it (a reset waiting in
+    // stop() for this very pass, among others) simply makes the pass skip.
+    // The pass inside init runs on the host's own thread before the sensor
+    // thread exists, so waiting there blocks nothing that could wait for it;
+    // inside a reset that thread already holds the lock.
+    if (p_bInitPass && testFlag(m_bResetting)) {
+        switchByState();
+        return 0;
+    }
+    if (p_bInitPass) {
+        if (!m_objMutex.Lock(__FILE__, __LINE__)) {
+            return 0;
+        }
+    } else if (!m_objMutex.TryLock(__FILE__, __LINE__)) {
         return 0;
     }
     switchByState();

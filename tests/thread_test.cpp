@@ -1,4 +1,8 @@
 // Passes of the sensor thread on a started camera whose background thread is held still.
+#include <atomic>
+#include <future>
+#include <thread>
+
 #include "CameraTest.h"
 #include "ControllerPeer.h"
 
@@ -68,6 +72,49 @@ TEST_F(SensorThreadTest, TimeModeFollowsThePeriodsAndFallsBackToSchemeZero)
     ASSERT_TRUE(c->setParamMode(0));
     hostsim::setTimeOfDay(9, 0);
     EXPECT_EQ(pass(*c), 0);
+}
+
+// A host thread holding the lock while init runs its own pass: the pass waits
+// for it, so the first scheme is chosen by the time init returns and a value
+// set right afterwards is recorded in it.
+TEST_F(SensorThreadTest, InitPassWaitsForTheLockAndChoosesTheFirstScheme)
+{
+    install("bullet");
+    hostsim::setThreadsHeld(true);
+    start().reset();  // the scheme files, from the factory set
+    const auto edit = [&](int scheme, int mode, int startH, int endH) {
+        const std::string path = "/mnt/mtd/code/config_file/sensor1_" + std::to_string(scheme) + ".cfg";
+        std::vector<KeyVal> set = schemeFile(path);
+        set[0].value = mode, set[1].value = startH, set[2].value = 0, set[3].value = endH, set[4].value = 0;
+        writeSchemeFile(path, set);
+    };
+    edit(0, 1, 0, 1);    // time of day; scheme 0 only past midnight
+    edit(1, 1, 10, 14);  // and scheme 1 around the clock's 12:00
+
+    testsupport::Started c(new ISensorController);
+    c->setChannelID(1);
+    c->setVideoStreamModule(&video_);
+    const std::uint64_t waitsBefore = hostsim::lockWaits();
+    std::atomic<bool> initDone{false};
+    std::promise<void> held;
+    std::thread holder([&] {
+        PLMutexManager lock(&Peer::mutex(*c), __FILE__, __LINE__);
+        held.set_value();
+        while (!initDone && hostsim::lockWaits() == waitsBefore) std::this_thread::yield();
+    });
+    held.get_future().wait();
+    c->init(config(1));
+    initDone = true;
+    holder.join();
+    EXPECT_EQ(Peer::curScheme(*c), 1);
+    hostsim::clearTrace();
+    EXPECT_EQ(c->setParameter(34, 61, true), 0);
+    EXPECT_EQ(traced("ia ch=0 cmd=34 "), Strings{"ia ch=0 cmd=34 opt=0 in=[61] ret=0"});
+    int scheme = -1;
+    EXPECT_TRUE(c->getParamScheme(scheme) && scheme == 1);
+    u32 recorded = 0;
+    EXPECT_NE(c->getKeyValFromCache(1, 34, recorded), -1);
+    EXPECT_EQ(recorded, 61u);
 }
 
 TEST_F(SensorThreadTest, NumberPlateModeEntersStaysInAndLeavesPeriods)
