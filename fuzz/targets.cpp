@@ -109,8 +109,11 @@ int debugSign(const std::uint8_t* data, std::size_t size)
 int fovFile(const std::uint8_t* data, std::size_t size)
 {
     writeModuleFile("/mnt/mtd/hd1/program/config/sync_fov.ini", data, size);
-    ISensorController controller;
+    // One controller for the run: building one per input (machine information,
+    // thread object) cost twenty times the parse under test.
+    static ISensorController controller;
     controller.sync_fov();
+    hostsim::SimIsp::instance().clearCalls();
     hostsim::clearTrace();
     return 0;
 }

@@ -25,7 +25,7 @@ jobs=${JOBS:-2}
 dir=build/aarch64
 # No benchmarks (timings under an emulator mean nothing) and no fuzz driver (clang's libFuzzer).
 cmake -S . -B "$dir" -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DSENSOR_BUILD_BENCH=OFF -DSENSOR_FUZZ=OFF >/dev/null
+  -DSENSOR_WERROR="${SENSOR_WERROR:-OFF}" -DSENSOR_BUILD_BENCH=OFF -DSENSOR_FUZZ=OFF >/dev/null
 cmake --build "$dir" -j"$jobs"
 if ! readelf -h "$dir/libsensordll.so" | grep -q "Machine: *AArch64"; then
   echo "$dir/libsensordll.so is not an AArch64 library"

@@ -23,8 +23,7 @@ TEST_F(StressTest, HostOperationsAndSchemeSwitchesRunTogether)
     setDebugLevel(-1);  // reports would only slow the run down
     hostsim::setAutoAdvance(true);  // every pause of the sensor thread moves the clock a second
     auto c = start(1);
-    std::vector<u32> factoryKeys;
-    for (const KeyVal& kv : Peer::set(*c, 4)) factoryKeys.push_back(kv.key);
+    const std::vector<u32> factoryKeys = Peer::keys(*c, 4);
 
     // Time mode with two short periods, so the thread keeps switching.
     ASSERT_EQ(c->setParameter(8000, 1, true), 0);
@@ -75,9 +74,7 @@ TEST_F(StressTest, HostOperationsAndSchemeSwitchesRunTogether)
     // Back up: every scheme read from its file holds exactly the factory keys, in order.
     c->init(config(1));
     for (u32 s = 0; s <= 4; ++s) {
-        std::vector<u32> keys;
-        for (const KeyVal& kv : Peer::set(*c, s)) keys.push_back(kv.key);
-        EXPECT_EQ(keys, factoryKeys) << "scheme " << s;
+        EXPECT_EQ(Peer::keys(*c, s), factoryKeys) << "scheme " << s;
     }
 }
 
@@ -116,13 +113,10 @@ TEST_F(StressTest, SixteenChannelsEachWithItsSensorThread)
     ASSERT_EQ(run.wait_for(std::chrono::seconds(90)), std::future_status::ready) << "deadlock";
 
     // Every channel kept whole sets and spoke to its own sensor only.
-    std::vector<u32> factoryKeys;
-    for (const KeyVal& kv : Peer::set(*channels[0], 4)) factoryKeys.push_back(kv.key);
+    const std::vector<u32> factoryKeys = Peer::keys(*channels[0], 4);
     for (auto& c : channels) {
         for (u32 s = 0; s <= 4; ++s) {
-            std::vector<u32> keys;
-            for (const KeyVal& kv : Peer::set(*c, s)) keys.push_back(kv.key);
-            EXPECT_EQ(keys, factoryKeys) << "channel " << Peer::cameraId(*c) << " scheme " << s;
+            EXPECT_EQ(Peer::keys(*c, s), factoryKeys) << "channel " << Peer::cameraId(*c) << " scheme " << s;
         }
     }
     std::vector<int> calls(kChannels, 0);

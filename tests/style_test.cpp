@@ -252,6 +252,24 @@ TEST_F(StyleTest, ShutterAndFocusLimitsMayTakeTheirDefaultOrChoicesFromTheStyle)
     EXPECT_EQ(flat(dna(R"(<s><p id="49" value="205">)" + choices(many) + "</p></s>")), kept + "]");
 }
 
+// A hostile document cannot drive the element search into the stack: an
+// element nested deeper than 256 levels below where the search starts is not found.
+TEST_F(StyleTest, ElementSearchStopsBelowDepth256)
+{
+    for (int depth : {256, 257}) {
+        SCOPED_TRACE(depth);
+        std::string xml;
+        for (int i = 0; i < depth; ++i) xml += "<g>";
+        xml += "<p id=\"34\" value=\"7\"/>";
+        for (int i = 0; i < depth; ++i) xml += "</g>";
+        TiXmlDocument doc;
+        doc.Parse(xml.c_str());
+        int value = -1;
+        EXPECT_EQ(getDnaValbyCmdId(doc.RootElement(), 34, value), 0);
+        EXPECT_EQ(value, depth == 256 ? 7 : -1);
+    }
+}
+
 TEST_F(StyleTest, FailedQueriesLeaveTheRecordAsItWasAndTheListIsBounded)
 {
     // No range for 34: it gets the one 2337 left behind.

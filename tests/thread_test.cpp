@@ -1,4 +1,5 @@
 // Passes of the sensor thread on a started camera whose background thread is held still.
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <thread>
@@ -115,6 +116,25 @@ TEST_F(SensorThreadTest, InitPassWaitsForTheLockAndChoosesTheFirstScheme)
     u32 recorded = 0;
     EXPECT_NE(c->getKeyValFromCache(1, 34, recorded), -1);
     EXPECT_EQ(recorded, 61u);
+}
+
+// With a single user scheme there is no night scheme: the pass stays in scheme
+// 0 at night (the factory set behind it is not a scheme to switch to), and
+// day/night values applied in scheme 0 have no scheme 1 to be copied into.
+TEST_F(SensorThreadTest, DayNightModeWithOneSchemeStaysInSchemeZero)
+{
+    install("bullet");
+    ModuleConfigure mc = config(1);
+    mc.setDetail("(max_scheme=1)(isInfrared=1)(lensId=3)");
+    auto c = held(1, &mc);
+    ASSERT_EQ(c->setParameter(8000, 2, true), 0);
+    const std::vector<KeyVal> factory = Peer::set(*c, 1);
+    hostsim::SimIsp::instance().setDayNight(0, 1);
+    EXPECT_EQ(pass(*c), 0);
+    EXPECT_EQ(c->setParameter(145, 33, true), 0);
+    const std::vector<KeyVal> after = Peer::set(*c, 1);
+    EXPECT_TRUE(std::equal(after.begin(), after.end(), factory.begin(),
+                           [](const KeyVal& a, const KeyVal& b) { return a.key == b.key && a.value == b.value; }));
 }
 
 TEST_F(SensorThreadTest, NumberPlateModeEntersStaysInAndLeavesPeriods)
