@@ -8,7 +8,9 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "flash.h"
 #include "hostsim.h"
 #include "sy_system.h"
 
@@ -70,14 +72,9 @@ void sleepMillis(long ms)
 
 int statusOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
 
-}  // namespace
-
-// A limit of 0 or less waits for the command however long it takes.
-int sy_system(const char* p_szCommand, int p_nSeconds)
+// Runs the command (its paths already under the root) with /bin/sh.
+int run(std::string strCommand, int p_nSeconds)
 {
-    if (p_szCommand == NULL) return -1;
-    hostsim::detail::appendTrace(std::string("shell ") + p_szCommand);
-    std::string strCommand = rewriteCommand(p_szCommand);
     // Everything the child needs is prepared before fork: after it only
     // async-signal-safe calls are allowed in a threaded process.
     char szShell[] = "/bin/sh";
@@ -111,4 +108,21 @@ int sy_system(const char* p_szCommand, int p_nSeconds)
         sleepMillis(pause);
         if (pause < 10) pause *= 2;
     }
+}
+
+}  // namespace
+
+// A limit of 0 or less waits for the command however long it takes.
+int sy_system(const char* p_szCommand, int p_nSeconds)
+{
+    if (p_szCommand == NULL) return -1;
+    hostsim::detail::appendTrace(std::string("shell ") + p_szCommand);
+    // rm does not sync: each file the command deletes is an unlink that stays
+    // only once its directory is synced (the next replacement of a file there).
+    const std::vector<std::string> before = hostsim::detail::flashFiles();
+    const int result = run(rewriteCommand(p_szCommand), p_nSeconds);
+    for (const std::string& path : before) {
+        if (access(path.c_str(), F_OK) != 0) hostsim::detail::flashUnlink(path);
+    }
+    return result;
 }
