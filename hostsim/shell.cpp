@@ -1,6 +1,7 @@
 // sy_system: the module's shell commands, run under the camera root with a real-time limit.
 #include <errno.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -75,21 +76,21 @@ int statusOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; 
 // Runs the command (its paths already under the root) with /bin/sh.
 int run(std::string strCommand, int p_nSeconds)
 {
-    // Everything the child needs is prepared before fork: after it only
-    // async-signal-safe calls are allowed in a threaded process.
     char szShell[] = "/bin/sh";
     char szFlag[] = "-c";
     char* argv[] = {szShell, szFlag, &strCommand[0], NULL};
 
-    pid_t pid = fork();
-    if (pid < 0) return -1;
-    if (pid == 0) {
-        // Its own process group, so a timeout takes the command's children too.
-        setpgid(0, 0);
-        execv(szShell, argv);
-        _exit(127);
-    }
-    setpgid(pid, pid);
+    // Spawned rather than forked: a fork copies the whole address space's
+    // mappings (large under the sanitizers) for every command.
+    posix_spawnattr_t attr;
+    posix_spawnattr_init(&attr);
+    // Its own process group, so a timeout takes the command's children too.
+    posix_spawnattr_setpgroup(&attr, 0);
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP);
+    pid_t pid = 0;
+    const int spawned = posix_spawn(&pid, szShell, NULL, &attr, argv, environ);
+    posix_spawnattr_destroy(&attr);
+    if (spawned != 0) return -1;
 
     const long long deadline = p_nSeconds > 0 ? monotonicMillis() + 1000LL * p_nSeconds : -1;
     long pause = 1;
