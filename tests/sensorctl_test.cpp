@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -45,6 +46,32 @@ protected:
     }
     std::string dir_;
 };
+
+// Scripts written against run's contract (tests/golden/run: the first line names the camera, the
+// channel and the exit status) print byte for byte what they printed when they were recorded.
+TEST_F(SensorctlTest, RunScriptsReplayTheirRecordedResults)
+{
+    const fs::path golden = fs::path(__FILE__).parent_path() / "golden/run";
+    int replayed = 0;
+    for (const auto& entry : fs::directory_iterator(golden)) {
+        if (entry.path().extension() != ".script") continue;
+        SCOPED_TRACE(entry.path().filename().string());
+        std::ifstream in(entry.path());
+        std::string hash, camera;
+        int channel = 0, status = -1;
+        in >> hash >> camera >> channel >> status;
+        std::ostringstream expected;
+        expected << std::ifstream(fs::path(entry.path()).replace_extension(".out")).rdbuf();
+        fs::remove_all(dir_ + "/root");
+        ASSERT_EQ(sensorctl("--profile " + camera + " init-root root").status, 0);
+        const Outcome run = sensorctl("--root root --channel " + std::to_string(channel) + " run '" +
+                                      entry.path().string() + "'");
+        EXPECT_EQ(run.out, expected.str());
+        EXPECT_EQ(run.status, status);
+        ++replayed;
+    }
+    EXPECT_EQ(replayed, 8);
+}
 
 TEST_F(SensorctlTest, ParameterCommandsPrintTheirResults)
 {
