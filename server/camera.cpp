@@ -118,8 +118,8 @@ bool Camera::open(std::string& error)
     MachineInfo info;
     SystemInfoParser::parseMachineInfo(SENSOR_MACHINE_INFO_FILE, info);
     configures_.clear();
-    ModuleConfigureParser::parse("/hd1/moduleConfig/moduleConfig.xml", info.getHardwareModel(),
-                                 info.getHardwareCode(), configures_);
+    ModuleConfigureParser::parse("/hd1/moduleConfig/moduleConfig.xml", info.getHardwareModel(), info.getHardwareCode(),
+                                 configures_);
     // The host starts a channel even without a configuration of its own.
     if (configures_.empty()) configures_.emplace_back();
     return hostsim::loadSimProfile(hostsim::root() + "/sim.ini", video_, error);
@@ -175,9 +175,8 @@ bool Channel::healthy(ControlSet& controls, std::string& why)
     controller_->getParamScheme(scheme);
     for (const ControlInfo& control : controls.controls()) {
         if (!control.hasValue) continue;
-        const bool held = std::any_of(set.begin(), set.end(), [&](const KeyVal& kv) {
-            return static_cast<int>(kv.key) == control.key;
-        });
+        const bool held = std::any_of(set.begin(), set.end(),
+                                      [&](const KeyVal& kv) { return static_cast<int>(kv.key) == control.key; });
         if (!held) {
             why = "channel " + std::to_string(channel_) + " did not start: scheme " + std::to_string(scheme) +
                   " holds no value for " + keyLabel(static_cast<std::uint32_t>(control.key)) +

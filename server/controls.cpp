@@ -48,8 +48,8 @@ std::string describe(const TiXmlElement* e, const std::string& tab, ControlInfo&
     c.name = textAttribute(e, "name");
     c.tab = tab;
     const std::string kind = textAttribute(e, "kind");
-    const auto* found = std::find_if(std::begin(kKinds), std::end(kKinds),
-                                     [&](const KindName& k) { return kind == k.name; });
+    const auto* found =
+        std::find_if(std::begin(kKinds), std::end(kKinds), [&](const KindName& k) { return kind == k.name; });
     if (found == std::end(kKinds)) return label(c) + ": unknown kind '" + kind + "'";
     c.kind = found->kind;
     c.hasValue = e->Attribute("value") != nullptr;
@@ -86,8 +86,7 @@ void applyLibraryRange(ISensorController& controller, ControlInfo& c)
     for (int value = 0; in >> value;) offered.push_back(value);
     c.choices.erase(std::remove_if(c.choices.begin(), c.choices.end(),
                                    [&](const ControlChoice& choice) {
-                                       return std::find(offered.begin(), offered.end(), choice.value) ==
-                                              offered.end();
+                                       return std::find(offered.begin(), offered.end(), choice.value) == offered.end();
                                    }),
                     c.choices.end());
 }
@@ -129,8 +128,8 @@ void walk(ISensorController& controller, const TiXmlElement* parent, const std::
             applyLibraryRange(controller, c);
         }
         if (problem.empty()) problem = contradiction(c);
-        const bool twice = std::any_of(controls.begin(), controls.end(),
-                                       [&](const ControlInfo& other) { return other.key == c.key; });
+        const bool twice =
+            std::any_of(controls.begin(), controls.end(), [&](const ControlInfo& other) { return other.key == c.key; });
         if (problem.empty() && twice) problem = label(c) + ": listed twice";
         if (!problem.empty()) {
             problems.push_back(problem);
@@ -182,10 +181,8 @@ std::string ControlSet::check(int key, int value) const
     const ControlInfo* c = find(key);
     if (c == nullptr) return keyLabel(static_cast<std::uint32_t>(key)) + " is not a control of this channel";
     switch (c->kind) {
-    case ControlKind::Button:
-        return "";
-    case ControlKind::Readout:
-        return label(*c) + " is a read-out and takes no value";
+    case ControlKind::Button: return "";
+    case ControlKind::Readout: return label(*c) + " is a read-out and takes no value";
     case ControlKind::Slider:
         if (value < c->min || value > c->max || (value - c->min) % c->step != 0) {
             std::string range = std::to_string(c->min) + " to " + std::to_string(c->max);
@@ -199,7 +196,9 @@ std::string ControlSet::check(int key, int value) const
         }
         std::string list;
         for (std::size_t i = 0; i < c->choices.size(); ++i) {
-            list += std::string(i == 0 ? "" : i + 1 == c->choices.size() ? " or " : ", ") +
+            list += std::string(i == 0                       ? ""
+                                : i + 1 == c->choices.size() ? " or "
+                                                             : ", ") +
                     std::to_string(c->choices[i].value) + " (" + c->choices[i].name + ")";
         }
         return label(*c) + " takes " + list + ", not " + std::to_string(value);

@@ -76,13 +76,13 @@ const std::vector<DemoStep>& demoSteps()
          "20:00-24:00, scheme 0 00:00-08:00 (and any time outside every period)",
          {"schedule 0 00:00-08:00", "schedule 1 08:00-12:00", "schedule 2 12:00-18:00", "schedule 3 20:00-24:00",
           "schedule", "scheme 1", "set KEY_BRIGHTNESS 80", "flush", "scheme 2", "set KEY_BRIGHTNESS 60", "flush",
-          "scheme 3", "set KEY_BRIGHTNESS 45", "set KEY_IR_SWITCH 0", "flush", "scheme 0",
-          "set KEY_SCHEME_MODE 1", "flush"},
+          "scheme 3", "set KEY_BRIGHTNESS 45", "set KEY_IR_SWITCH 0", "flush", "scheme 0", "set KEY_SCHEME_MODE 1",
+          "flush"},
          true},
         {"The clock moves across the periods; each tick is one pass of the sensor thread, and a switch sends only "
          "what differs",
-         {"clock 07:59", "tick", "clock 08:00", "tick", "isp calls --names", "clock 12:30", "tick",
-          "isp calls --names", "clock 18:30", "tick", "clock 21:00", "tick", "get KEY_BRIGHTNESS"}},
+         {"clock 07:59", "tick", "clock 08:00", "tick", "isp calls --names", "clock 12:30", "tick", "isp calls --names",
+          "clock 18:30", "tick", "clock 21:00", "tick", "get KEY_BRIGHTNESS"}},
         {"Reboot: the saved schedule still switches, and a day of passes runs through every period",
          {"restart", "clock 07:00", "tick", "tick --until 08:00", "get KEY_BRIGHTNESS", "tick --until 13:00",
           "tick --until 21:00", "tick --until 07:00"}},
@@ -96,9 +96,11 @@ const std::vector<DemoStep>& demoSteps()
 
 }  // namespace
 
-App::App() : cli_("sensorctl: run a camera channel of the image-sensor module on a simulated camera.\n"
-                  "Without --root the camera root is $SENSOR_ROOT, else ./camera (made from the profile on first "
-                  "use).\nExit status: 0 done, 1 refused or failed, 2 usage.")
+App::App()
+    : cli_(
+          "sensorctl: run a camera channel of the image-sensor module on a simulated camera.\n"
+          "Without --root the camera root is $SENSOR_ROOT, else ./camera (made from the profile on first "
+          "use).\nExit status: 0 done, 1 refused or failed, 2 usage.")
 {
     opt_.profile = sensorhost::kDefaultProfile;
     defineCommands();
@@ -112,7 +114,9 @@ void App::defineCommands()
     cli_.add_option("--root", opt_.root, "camera root directory")->each([this](const std::string&) {
         opt_.rootGiven = true;
     });
-    cli_.add_option("--channel", opt_.channel, "camera channel, from 1")->capture_default_str();
+    cli_.add_option("--channel", opt_.channel, "camera channel, from 1")
+        ->check(CLI::Range(1, 64))
+        ->capture_default_str();
     cli_.add_option("--profile", opt_.profile, "bundled camera for a new root (see: sensorctl profiles)")
         ->capture_default_str();
     cli_.add_option("--console", opt_.console, "where the module's console output goes: a file, or - for nowhere");
@@ -126,12 +130,15 @@ void App::defineCommands()
         return sub;
     };
 
-    CLI::App* demo = add("demo", "a guided run on a fresh temporary camera: parameters, saving, schemes by time "
-                                 "and by day and night, factory reset", "demo --keep-root", [this] { return this->demo(); });
+    CLI::App* demo = add("demo",
+                         "a guided run on a fresh temporary camera: parameters, saving, schemes by time "
+                         "and by day and night, factory reset",
+                         "demo --keep-root", [this] { return this->demo(); });
     demo->add_flag("--keep-root", opt_.keepRoot, "keep the temporary camera root");
 
-    add("profiles", "list the bundled cameras", "profiles --json", [this] { return profiles(); })
-        ->add_flag("--json", opt_.json, "as a JSON array");
+    add("profiles", "list the bundled cameras", "profiles --json", [this] {
+        return profiles();
+    })->add_flag("--json", opt_.json, "as a JSON array");
 
     CLI::App* initRoot = add("init-root", "make a camera root from a bundled camera", "init-root cam --profile dome",
                              [this] { return this->initRoot(); });
@@ -149,8 +156,8 @@ void App::defineCommands()
     run->add_flag("--strict", opt_.strict,
                   "stop with exit status 1 at the first answer that is false, negative or a refused flush");
 
-    add("shell", "type script lines; the sensor thread runs on the real clock until clock or tick is used",
-        "shell", [this] { return this->shell(); });
+    add("shell", "type script lines; the sensor thread runs on the real clock until clock or tick is used", "shell",
+        [this] { return this->shell(); });
 
     CLI::App* cfg = cli_.add_subcommand("cfg", "read and write parameter files");
     cfg->require_subcommand(1);
@@ -169,8 +176,8 @@ void App::defineCommands()
                               "encode '(KEY_BRIGHTNESS,60)(2337,40)' my.cfg", [this] { return cfgEncode(); });
     encode->add_option("PAIRS", opt_.cfgPairs, "pairs, keys as numbers or names")->required();
     encode->add_option("FILE", opt_.cfgFile, "parameter file to write")->required();
-    CLI::App* set = addCfg("set", "change the value of one key in a parameter file", "set sensor1_0.cfg KEY_BRIGHTNESS 60",
-                           [this] { return cfgSet(); });
+    CLI::App* set = addCfg("set", "change the value of one key in a parameter file",
+                           "set sensor1_0.cfg KEY_BRIGHTNESS 60", [this] { return cfgSet(); });
     set->add_option("FILE", opt_.cfgFile, "parameter file")->required();
     set->add_option("KEY", opt_.cfgKey, "key, as a number or a name")->required();
     set->add_option("VALUE", opt_.cfgValue, "new value")->required();
@@ -183,7 +190,8 @@ void App::defineCommands()
                           [this] { return oneShot(std::string("style") + (opt_.json ? " --json" : "")); });
     style->require_subcommand(0, 1);
     style->add_flag("--json", opt_.json, "the controls the style describes, as JSON");
-    CLI::App* merge = style->add_subcommand("merge", "the style merged with a style diversity for a module detail text");
+    CLI::App* merge =
+        style->add_subcommand("merge", "the style merged with a style diversity for a module detail text");
     merge->footer("example: sensorctl style merge Style.xml StyleDiversity.xml --detail '(lensId=0)(isInfrared=1)'");
     commands_.emplace_back(merge, [this] { return styleMerge(); });
     merge->add_option("STYLE", opt_.stylePath, "style document")->required();
@@ -197,9 +205,8 @@ void App::defineCommands()
     diag->add_flag("--keep-root", opt_.keepRoot, "keep the temporary camera root");
 
     for (const Script::Command& command : Script::commands()) {
-        if (command.handler != nullptr && std::string(command.name) != "style" && std::string(command.name) != "help") {
-            defineOneShot(command);
-        }
+        // style has a command of its own (merge); help is the shell's.
+        if (std::string(command.name) != "style" && std::string(command.name) != "help") defineOneShot(command);
     }
 }
 
@@ -270,7 +277,8 @@ int App::parseError(const CLI::ParseError& e, int argc, char** argv)
         what = "a command is required";
         for (int i = 1; i < argc; ++i) {
             const std::string word = argv[i];
-            if (word.size() > 1 && word[0] == '-' && cli_.get_option_no_throw(word.substr(0, word.find('='))) == nullptr) {
+            if (word.size() > 1 && word[0] == '-' &&
+                cli_.get_option_no_throw(word.substr(0, word.find('='))) == nullptr) {
                 what = "unknown option '" + word + "'";
             }
         }
@@ -340,7 +348,6 @@ int App::withChannel(Mode mode, Console::Target target, bool realClock, const Bo
                                     " has " + std::to_string(camera.channelCount()) + " channel" +
                                     (camera.channelCount() == 1 ? "" : "s"));
     }
-    if (opt_.channel < 1) return failWith(kUsage, "--channel counts from 1");
 
     sensorhost::Channel channel(camera, opt_.channel);
     channel.up();
@@ -359,15 +366,15 @@ int App::withChannel(Mode mode, Console::Target target, bool realClock, const Bo
 
 int App::oneShot(const std::string& line)
 {
-    return withChannel(Mode::People, Console::Target::Quiet, false, [&](Script& script, sensorhost::Channel&,
-                                                                        std::ostream&) {
-        script.setSaveChanges(true);
-        switch (script.run(line)) {
-        case Outcome::Done: return kDone;
-        case Outcome::Failed: return kFailed;
-        default: return kUsage;
-        }
-    });
+    return withChannel(Mode::People, Console::Target::Quiet, false,
+                       [&](Script& script, sensorhost::Channel&, std::ostream&) {
+                           script.setSaveChanges(true);
+                           switch (script.run(line)) {
+                           case Outcome::Done: return kDone;
+                           case Outcome::Failed: return kFailed;
+                           default: return kUsage;
+                           }
+                       });
 }
 
 int App::runScript()
@@ -389,41 +396,42 @@ int App::runScript()
 
 int App::shell()
 {
-    return withChannel(Mode::People, Console::Target::Quiet, true, [&](Script& script, sensorhost::Channel&,
-                                                                       std::ostream& out) {
-        const bool person = ::isatty(STDIN_FILENO);
-        if (person) {
-            std::cerr << "channel " << opt_.channel << " at " << opt_.root << "; help lists the commands, quit ends\n";
-        }
-        int status = kDone;
-        for (std::string line;;) {
-            if (person) out << "sensorctl> " << std::flush;
-            if (!std::getline(std::cin, line)) break;
-            std::istringstream words(line);
-            std::string first;
-            words >> first;
-            if (first == "quit" || first == "exit") break;
-            if (script.run(line) != Outcome::Done) status = kFailed;
-        }
-        return status;
-    });
+    return withChannel(Mode::People, Console::Target::Quiet, true,
+                       [&](Script& script, sensorhost::Channel&, std::ostream& out) {
+                           const bool person = ::isatty(STDIN_FILENO);
+                           if (person) {
+                               std::cerr << "channel " << opt_.channel << " at " << opt_.root
+                                         << "; help lists the commands, quit ends\n";
+                           }
+                           int status = kDone;
+                           for (std::string line;;) {
+                               if (person) out << "sensorctl> " << std::flush;
+                               if (!std::getline(std::cin, line)) break;
+                               std::istringstream words(line);
+                               std::string first;
+                               words >> first;
+                               if (first == "quit" || first == "exit") break;
+                               if (script.run(line) != Outcome::Done) status = kFailed;
+                           }
+                           return status;
+                       });
 }
 
 int App::controls()
 {
-    return withChannel(Mode::People, Console::Target::Quiet, false, [&](Script& script,
-                                                                        sensorhost::Channel& channel,
-                                                                        std::ostream& out) {
-        sensorhost::ControlSet controls = script.controls();
-        controls.readValues(channel.controller());
-        if (opt_.json) {
-            out << nlohmann::json(controls).dump(1) << "\n";
-        } else {
-            sensorhost::printControls(controls, out);
-        }
-        for (const std::string& problem : controls.problems()) std::cerr << "sensorctl: not offered: " << problem << "\n";
-        return controls.problems().empty() ? kDone : kFailed;
-    });
+    return withChannel(Mode::People, Console::Target::Quiet, false,
+                       [&](Script& script, sensorhost::Channel& channel, std::ostream& out) {
+                           sensorhost::ControlSet controls = script.controls();
+                           controls.readValues(channel.controller());
+                           if (opt_.json) {
+                               out << nlohmann::json(controls).dump(1) << "\n";
+                           } else {
+                               sensorhost::printControls(controls, out);
+                           }
+                           for (const std::string& problem : controls.problems())
+                               std::cerr << "sensorctl: not offered: " << problem << "\n";
+                           return controls.problems().empty() ? kDone : kFailed;
+                       });
 }
 
 // ---------------------------------------------------------------- 3. commands without a channel
@@ -459,8 +467,8 @@ int App::cfgDump()
     }
     if (const std::size_t unknown = sensorhost::unknownKeys(set)) {
         std::cerr << "sensorctl: warning: " << unknown << " of " << set.size() << " entries of " << opt_.cfgFile
-                  << " have keys the key table does not know" << (unknown == set.size() ? "; is it a parameter file?" : "")
-                  << "\n";
+                  << " have keys the key table does not know"
+                  << (unknown == set.size() ? "; is it a parameter file?" : "") << "\n";
     }
     return kDone;
 }
@@ -481,10 +489,12 @@ int App::cfgSet()
     int key = 0;
     int value = 0;
     if (!sensorhost::findKey(opt_.cfgKey, key, error)) return failWith(kUsage, error);
-    if (!sensorhost::parseNumber(opt_.cfgValue, value)) return failWith(kUsage, "'" + opt_.cfgValue + "' is not a number");
+    if (!sensorhost::parseNumber(opt_.cfgValue, value))
+        return failWith(kUsage, "'" + opt_.cfgValue + "' is not a number");
     if (!sensorhost::readCfg(opt_.cfgFile, set, error)) return failWith(kFailed, error);
     if (!sensorhost::setEntry(set, key, value)) {
-        return failWith(kFailed, opt_.cfgFile + " has no entry for " + sensorhost::keyLabel(static_cast<std::uint32_t>(key)));
+        return failWith(kFailed,
+                        opt_.cfgFile + " has no entry for " + sensorhost::keyLabel(static_cast<std::uint32_t>(key)));
     }
     if (!sensorhost::writeCfg(opt_.cfgFile, set, error)) return failWith(kFailed, error);
     return kDone;
@@ -508,11 +518,13 @@ int App::styleMerge()
     if (!ok) return failWith(kFailed, "cannot read " + opt_.stylePath);
     const std::string diversity = readWhole(opt_.diversityPath, ok);
     if (!ok) return failWith(kFailed, "cannot read " + opt_.diversityPath);
-    for (const auto& document : {std::make_pair(opt_.stylePath, style), std::make_pair(opt_.diversityPath, diversity)}) {
+    for (const auto& document :
+         {std::make_pair(opt_.stylePath, style), std::make_pair(opt_.diversityPath, diversity)}) {
         const std::string problem = xmlProblem(document.first, document.second);
         if (!problem.empty()) return failWith(kFailed, problem + "; nothing merged");
     }
-    if (opt_.detail.size() >= MODULE_DETAIL_LEN) return failWith(kUsage, "the detail text is longer than 511 characters");
+    if (opt_.detail.size() >= MODULE_DETAIL_LEN)
+        return failWith(kUsage, "the detail text is longer than 511 characters");
 
     std::string error;
     std::string hint;
@@ -528,8 +540,9 @@ int App::styleMerge()
     }
     Console console;
     const Console::Target target = opt_.verbose ? Console::Target::StandardError : Console::Target::Quiet;
-    if (!console.route(opt_.console.empty() ? target : opt_.console == "-" ? Console::Target::Quiet
-                                                                          : Console::Target::File,
+    if (!console.route(opt_.console.empty()  ? target
+                       : opt_.console == "-" ? Console::Target::Quiet
+                                             : Console::Target::File,
                        opt_.console, error)) {
         return failWith(kUsage, error);
     }
@@ -608,21 +621,20 @@ int App::demo()
     opt_.root = dir;
     opt_.rootGiven = true;
     opt_.channel = 1;
-    const int status = withChannel(Mode::Strict, Console::Target::Quiet, false, [&](Script& script,
-                                                                                   sensorhost::Channel&,
-                                                                                   std::ostream& out) {
-        out << "Simulated camera '" << opt_.profile << "' at " << dir << "\n";
-        int result = kDone;
-        for (const DemoStep& step : demoSteps()) {
-            out << "\n== " << step.heading << "\n";
-            for (const char* line : step.lines) {
-                out << "> " << line << "\n";
-                if (script.run(line) != Outcome::Done) result = kFailed;
-            }
-            if (step.forgetCalls) script.markCalls();
-        }
-        return result;
-    });
+    const int status = withChannel(Mode::Strict, Console::Target::Quiet, false,
+                                   [&](Script& script, sensorhost::Channel&, std::ostream& out) {
+                                       out << "Simulated camera '" << opt_.profile << "' at " << dir << "\n";
+                                       int result = kDone;
+                                       for (const DemoStep& step : demoSteps()) {
+                                           out << "\n== " << step.heading << "\n";
+                                           for (const char* line : step.lines) {
+                                               out << "> " << line << "\n";
+                                               if (script.run(line) != Outcome::Done) result = kFailed;
+                                           }
+                                           if (step.forgetCalls) script.markCalls();
+                                       }
+                                       return result;
+                                   });
     if (!opt_.keepRoot) fs::remove_all(dir);
     return status;
 }

@@ -71,9 +71,8 @@ const std::vector<Script::Command>& Script::commands()
         {"reset", &Script::reset, "reset", "factory reset: every scheme back to the factory set, files removed",
          "reset"},
         {"style", &Script::style, "style", "the channel's dynamic style document", "style"},
-        {"range", &Script::range, "range KEY",
-         "the library's run-time default and values of a parameter that has them", "range KEY_MAX_SHUTTER",
-         "range CMD"},
+        {"range", &Script::range, "range KEY", "the library's run-time default and values of a parameter that has them",
+         "range KEY_MAX_SHUTTER", "range CMD"},
         {"shutter", &Script::shutter, "shutter [N|up|down]",
          "the position in the library's list of slowest shutters, or a step along it", "shutter up"},
         {"zoom", &Script::zoom, "zoom", "the lens's zoom position (motor steps) and ratio (x1000)", "zoom"},
@@ -93,8 +92,8 @@ const std::vector<Script::Command>& Script::commands()
          "the simulated library: its day/night state, the calls it received (command, option 0 set 1 get "
          "2 range 3 correct 4 status, first value), failures to inject and to clear",
          "isp calls --names", "isp dn day|night | isp calls | isp fail CMD [N] | isp ok CMD"},
-        {"video", &Script::video, "video calls",
-         "the notifications the video module received: channel, key, value", "video calls"},
+        {"video", &Script::video, "video calls", "the notifications the video module received: channel, key, value",
+         "video calls"},
         {"restart", &Script::restart, "restart", "reboots the channel on the same camera root", "restart"},
         {"help", &Script::help, "help [COMMAND]", "the commands, or what one of them does", "help set"},
     };
@@ -201,12 +200,12 @@ void Script::malformed(const std::string& reason)
         if (command_ != nullptr) err_ << "usage: " << command_->usage << "\n";
         return;
     }
-    if (!reason.empty() && (command_ == nullptr || reason.rfind("unknown", 0) == 0)) {
+    if (!reason.empty()) {
         out_ << "error: " << reason << "\n";
         return;
     }
-    const char* usage = command_->contractUsage != nullptr ? command_->contractUsage : command_->usage;
-    out_ << "error: " << (reason.empty() ? std::string("usage: ") + usage : reason) << "\n";
+    out_ << "error: usage: " << (command_->contractUsage != nullptr ? command_->contractUsage : command_->usage)
+         << "\n";
 }
 
 void Script::refuse(const std::string& why)
@@ -255,7 +254,7 @@ bool Script::accepts(int key, int value)
     return false;
 }
 
-void Script::saveIfAsked(bool nosave)
+void Script::answerChange(bool nosave)
 {
     if (mode_ != Mode::People || !saveChanges_ || nosave) {
         if (mode_ == Mode::People) out_ << "ok\n";
@@ -277,15 +276,17 @@ void Script::get(const Words& w)
     if (mode_ == Mode::People && !force_) {
         const sensorhost::ControlInfo* control = controls_.find(k);
         if (control == nullptr || control->kind == sensorhost::ControlKind::Button) {
-            return refuse(keyLabel(static_cast<std::uint32_t>(k)) +
-                          (control == nullptr ? " is not a control of this channel" : " is an action, it has no value") +
-                          "; --force asks the module anyway");
+            return refuse(
+                keyLabel(static_cast<std::uint32_t>(k)) +
+                (control == nullptr ? " is not a control of this channel" : " is an action, it has no value") +
+                "; --force asks the module anyway");
         }
     }
     int value = 0;
     const bool ok = channel_.controller().getParameter(k, value);
     if (ok && json_) {
-        out_ << nlohmann::json{{"key", k}, {"name", sensorhost::keyName(static_cast<std::uint32_t>(k))},
+        out_ << nlohmann::json{{"key", k},
+                               {"name", sensorhost::keyName(static_cast<std::uint32_t>(k))},
                                {"value", value}}
              << "\n";
         return;
@@ -305,7 +306,7 @@ void Script::set(const Words& w)
     if (!accepts(k, value)) return;
     const int result = channel_.controller().setParameter(k, value, !nosave);
     if (mode_ != Mode::People || result != 0) return answerCode(result, describeSet(result) + "; nothing saved");
-    saveIfAsked(nosave);
+    answerChange(nosave);
 }
 
 void Script::params(const Words& w)
@@ -341,7 +342,7 @@ void Script::setparams(const Words& w)
     }
     const int result = channel_.controller().setParameters(text, !nosave);
     if (mode_ != Mode::People || result != 0) return answerCode(result, describeSet(result) + "; nothing saved");
-    saveIfAsked(nosave);
+    answerChange(nosave);
 }
 
 void Script::getparams(const Words& w)
@@ -472,8 +473,9 @@ void Script::light(const Words& w)
     const std::string& cmd = w[0];
     const int k = cmd == "ir" ? KEY_IR_SWITCH : cmd == "white" ? KEY_WHITE_SWITCH : KEY_LIGHT_TYPE;
     if (!accepts(k, value)) return;
-    const bool ok = cmd == "ir" ? c.setIRSwitch(value) : cmd == "white" ? c.setWhiteSwitch(value)
-                                                                        : c.setLightType(value);
+    const bool ok = cmd == "ir"      ? c.setIRSwitch(value)
+                    : cmd == "white" ? c.setWhiteSwitch(value)
+                                     : c.setLightType(value);
     answer(ok, "", "the channel refused " + cmd + " " + w[1]);
 }
 
@@ -494,8 +496,8 @@ void Script::schedule(const Words& w)
     if (w.size() != 3 || !parseNumber(w[1], period.scheme)) return malformed();
     if (!sensorhost::parsePeriod(w[2], period)) return malformed("a period is HH:MM-HH:MM, hours 0 to 24");
     if (period.scheme < 0 || period.scheme >= schemes) {
-        const std::string why = "channel " + std::to_string(channel_.number()) + " has schemes 0 to " +
-                                std::to_string(schemes - 1);
+        const std::string why =
+            "channel " + std::to_string(channel_.number()) + " has schemes 0 to " + std::to_string(schemes - 1);
         return mode_ == Mode::People ? refuse(why) : malformed(why);
     }
     const int result = sensorhost::setPeriod(c, period);

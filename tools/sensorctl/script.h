@@ -90,7 +90,8 @@ private:
     bool key(const std::string& text, int& key);
     // People mode: whether the control takes the value (or --force was given).
     bool accepts(int key, int value);
-    void saveIfAsked(bool nosave);
+    // People's answer to a change the module took: saved first when asked to.
+    void answerChange(bool nosave);
     void useSimulatedClock();
 
     sensorhost::Channel& channel_;
