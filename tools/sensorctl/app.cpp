@@ -160,6 +160,7 @@ void App::defineCommands()
         [this] { return this->shell(); });
 
     CLI::App* cfg = cli_.add_subcommand("cfg", "read and write parameter files");
+    cfg->footer("example: sensorctl cfg dump camera/mnt/mtd/code/config_file/sensor1_0.cfg");
     cfg->require_subcommand(1);
     auto addCfg = [&](const std::string& name, const std::string& help, const std::string& example,
                       std::function<int()> body) {
