@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <iomanip>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "keys.h"
 
@@ -75,22 +74,6 @@ std::string describe(const TiXmlElement* e, const std::string& tab, ControlInfo&
     return "";
 }
 
-// The library's run-time list of values, when it keeps one for the key.
-void applyLibraryRange(ISensorController& controller, ControlInfo& c)
-{
-    int libraryDefault = 0;
-    std::string items;
-    if (!controller.getSensorParamRange(c.key, libraryDefault, items) || items.empty()) return;
-    std::vector<int> offered;
-    std::istringstream in(items);
-    for (int value = 0; in >> value;) offered.push_back(value);
-    c.choices.erase(std::remove_if(c.choices.begin(), c.choices.end(),
-                                   [&](const ControlChoice& choice) {
-                                       return std::find(offered.begin(), offered.end(), choice.value) == offered.end();
-                                   }),
-                    c.choices.end());
-}
-
 // What a usable description must hold, checked once when it is built.
 std::string contradiction(const ControlInfo& c)
 {
@@ -107,8 +90,8 @@ std::string contradiction(const ControlInfo& c)
     return "";
 }
 
-void walk(ISensorController& controller, const TiXmlElement* parent, const std::string& tab,
-          std::vector<ControlTab>& tabs, std::vector<ControlInfo>& controls, std::vector<std::string>& problems)
+void walk(const TiXmlElement* parent, const std::string& tab, std::vector<ControlTab>& tabs,
+          std::vector<ControlInfo>& controls, std::vector<std::string>& problems)
 {
     for (const TiXmlElement* e = parent->FirstChildElement(); e != nullptr; e = e->NextSiblingElement()) {
         if (e->Attribute("id") == nullptr) {
@@ -117,16 +100,13 @@ void walk(ISensorController& controller, const TiXmlElement* parent, const std::
                 inner = textAttribute(e, "key");
                 tabs.push_back(ControlTab{inner, textAttribute(e, "name")});
             }
-            walk(controller, e, inner, tabs, controls, problems);
+            walk(e, inner, tabs, controls, problems);
             continue;
         }
         // Placeholders keep a place in the page's grid; they are no control.
         if (textAttribute(e, "kind") == "spacer") continue;
         ControlInfo c;
         std::string problem = describe(e, tab, c);
-        if (problem.empty() && (c.kind == ControlKind::Choice || c.kind == ControlKind::Switch)) {
-            applyLibraryRange(controller, c);
-        }
         if (problem.empty()) problem = contradiction(c);
         const bool twice =
             std::any_of(controls.begin(), controls.end(), [&](const ControlInfo& other) { return other.key == c.key; });
@@ -155,7 +135,7 @@ bool ControlSet::build(ISensorController& controller, ControlSet& set, std::stri
         return false;
     }
     set = ControlSet();
-    walk(controller, doc.RootElement(), "", set.tabs_, set.controls_, set.problems_);
+    walk(doc.RootElement(), "", set.tabs_, set.controls_, set.problems_);
     return true;
 }
 

@@ -45,10 +45,10 @@ struct ControlTab {
 
 class ControlSet {
 public:
-    // Reads the channel's dynamic style and, for the parameters whose choices
-    // the library lists at run time, its ranges. False with `error` when the
-    // style is missing or does not parse. Parameters whose description
-    // contradicts itself are kept out and named in problems().
+    // Reads the channel's dynamic style: the module has already narrowed its
+    // choices and defaults to the library's run-time ranges. False with
+    // `error` when the style is missing or does not parse. Parameters whose
+    // description contradicts itself are kept out and named in problems().
     static bool build(ISensorController& controller, ControlSet& set, std::string& error);
 
     // Each parameter's value in the scheme in force.

@@ -91,7 +91,7 @@ TEST_F(SensorctlTest, RunScriptsReplayTheirRecordedResults)
 // The numbers are those of the findings each row answers.
 struct Typed {
     const char* name;
-    const char* setup;  // shell, run first; $S is sensorctl
+    std::string setup;  // shell, run first; $S is sensorctl
     const char* args;
     const char* input;
     int status;
@@ -101,6 +101,11 @@ struct Typed {
 
 TEST_F(SensorctlTest, PeoplesCommandsRefuseAndExplain)
 {
+    // The camera's style with Brightness's range and step replaced.
+    const auto brightness = [](const std::string& range) {
+        return "sed -i 's/\\(name=\"Brightness\" kind=\"slider\"\\).*\\/>/\\1 " + range +
+               "\\/>/' root/hd1/moduleConfig/sensorConfig/style/Style.xml";
+    };
     const char* const garbageScheme =
         "$S --root root get 34 >/dev/null && head -c 632 /dev/zero | tr '\\0' x > "
         "root/mnt/mtd/code/config_file/sensor1_0.cfg";
@@ -123,6 +128,10 @@ TEST_F(SensorctlTest, PeoplesCommandsRefuseAndExplain)
         {"3 choice the library lacks", "", "--root root set KEY_MAX_SHUTTER 3", "", 1, "", "(1/6 s), 12 (1/12 s)"},
         {"3 choice the library offers", "", "--root root set KEY_MAX_SHUTTER 6", "", 0, "ok\n", ""},
         {"3 forced", "", "--root root set KEY_MIRROR 7 --force", "", 0, "ok\n", ""},
+        {"3 off the step", brightness(R"(min="0" max="100" step="5")"), "--root root set KEY_BRIGHTNESS 52", "", 1, "",
+         "takes 0 to 100 in steps of 5, not 52"},
+        {"3 style against itself", brightness(R"(min="0" max="40" step="1")"), "--root root controls", "", 1,
+         "  2337 KEY_SATURATION", "not offered: KEY_BRIGHTNESS (Brightness): default 50 is not a value of its own range"},
         {"3 number too long", "", "--root root setparams '(34,99999999999999999999)'", "", 2, "", "bad pair"},
         {"3 unknown key", "", "--root root get 99999", "", 1, "", "key 99999 is not a control of this channel"},
         {"3 channel of a single sensor", "", "--root root --channel 2 get 34", "", 2, "", "has 1 channel\n"},
@@ -163,7 +172,7 @@ TEST_F(SensorctlTest, PeoplesCommandsRefuseAndExplain)
     };
     for (const Typed& row : rows) {
         SCOPED_TRACE(row.name);
-        if (*row.setup != '\0') sh(row.setup);
+        if (!row.setup.empty()) sh(row.setup);
         const Outcome run = sensorctl(row.args, row.input);
         EXPECT_EQ(run.status, row.status);
         EXPECT_NE(run.out.find(row.out), std::string::npos) << run.out;
@@ -172,7 +181,7 @@ TEST_F(SensorctlTest, PeoplesCommandsRefuseAndExplain)
         } else {
             EXPECT_NE(run.err.find(row.err), std::string::npos) << run.err;
         }
-        if (*row.setup != '\0') sensorctl("init-root root --force");
+        if (!row.setup.empty()) sensorctl("init-root root --force");
     }
 }
 
