@@ -74,8 +74,9 @@ void setTimeOfDay(int hour, int minute, int second = 0);
 void advanceSeconds(std::int64_t seconds);
 // Seconds since the epoch of the simulated clock.
 std::int64_t simulatedEpochSeconds();
-// In simulated mode PeloraTime::wait does not sleep for real (a short yield
-// only); it records the duration and, when auto-advance is on, moves the clock.
+// In simulated mode PeloraTime::wait does not sleep for real (a millisecond's
+// yield while the threads run, a bare yield while they are held); it records
+// the duration and, when auto-advance is on, moves the clock.
 void setAutoAdvance(bool on);
 struct SleepRecord {
     long seconds;
