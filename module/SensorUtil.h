@@ -16,6 +16,23 @@ inline int sensorAtoi(const char* p_szText)
     if (p_szText == NULL) {
         return 0;
     }
+    // Style ids and values are plain decimal numbers, read many times per
+    // style: those are read here, anything else (leading blanks) by strtol.
+    const char* p = p_szText;
+    const bool bNegative = ('-' == *p);
+    if ('-' == *p || '+' == *p) {
+        ++p;
+    }
+    if (*p >= '0' && *p <= '9') {
+        long long nVal = 0;
+        for (; *p >= '0' && *p <= '9'; ++p) {
+            if (nVal <= (long long)INT_MAX + 1) {
+                nVal = nVal * 10 + (*p - '0');
+            }
+        }
+        nVal = bNegative ? -nVal : nVal;
+        return nVal > INT_MAX ? INT_MAX : (nVal < INT_MIN ? INT_MIN : (int)nVal);
+    }
     errno = 0;
     long nVal = strtol(p_szText, NULL, 10);
     if (nVal > INT_MAX) {
