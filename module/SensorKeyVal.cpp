@@ -2,9 +2,13 @@
 #include "SensorKeyVal.h"
 
 #include <ctype.h>
+#include <errno.h>
 #include <limits.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+
+#include "SensorUtil.h"
 
 namespace {
 
@@ -116,6 +120,39 @@ char* writeDecimal(char* p_pEnd, s32 p_nVal)
 }
 
 }  // namespace
+
+int sensorAtoi(const char* p_szText)
+{
+    if (p_szText == NULL) {
+        return 0;
+    }
+    // Style ids and values are plain decimal numbers, read many times per
+    // style: those are read here, anything else (leading blanks) by strtol.
+    const char* p = p_szText;
+    const bool bNegative = ('-' == *p);
+    if ('-' == *p || '+' == *p) {
+        ++p;
+    }
+    if (isDecimalDigit(*p)) {
+        long long nVal = 0;
+        for (; isDecimalDigit(*p); ++p) {
+            if (nVal <= (long long)INT_MAX + 1) {
+                nVal = nVal * 10 + (*p - '0');
+            }
+        }
+        nVal = bNegative ? -nVal : nVal;
+        return nVal > INT_MAX ? INT_MAX : (nVal < INT_MIN ? INT_MIN : (int)nVal);
+    }
+    errno = 0;
+    long nVal = strtol(p_szText, NULL, 10);
+    if (nVal > INT_MAX) {
+        return INT_MAX;
+    }
+    if (nVal < INT_MIN) {
+        return INT_MIN;
+    }
+    return (int)nVal;
+}
 
 void keyval_st2str(std::string& p_strOut, KeyVal* p_pKeyVal, unsigned p_nCount)
 {

@@ -2,7 +2,6 @@
 #ifndef MODULE_SENSORUTIL_H
 #define MODULE_SENSORUTIL_H
 
-#include <errno.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
@@ -11,38 +10,7 @@
 
 // atoi as the texts expect it (leading blanks, sign, digits; no digits is 0),
 // but defined for any input: a number out of range saturates.
-inline int sensorAtoi(const char* p_szText)
-{
-    if (p_szText == NULL) {
-        return 0;
-    }
-    // Style ids and values are plain decimal numbers, read many times per
-    // style: those are read here, anything else (leading blanks) by strtol.
-    const char* p = p_szText;
-    const bool bNegative = ('-' == *p);
-    if ('-' == *p || '+' == *p) {
-        ++p;
-    }
-    if (*p >= '0' && *p <= '9') {
-        long long nVal = 0;
-        for (; *p >= '0' && *p <= '9'; ++p) {
-            if (nVal <= (long long)INT_MAX + 1) {
-                nVal = nVal * 10 + (*p - '0');
-            }
-        }
-        nVal = bNegative ? -nVal : nVal;
-        return nVal > INT_MAX ? INT_MAX : (nVal < INT_MIN ? INT_MIN : (int)nVal);
-    }
-    errno = 0;
-    long nVal = strtol(p_szText, NULL, 10);
-    if (nVal > INT_MAX) {
-        return INT_MAX;
-    }
-    if (nVal < INT_MIN) {
-        return INT_MIN;
-    }
-    return (int)nVal;
-}
+int sensorAtoi(const char* p_szText);
 
 // Room for the data of any library command. A key number that comes from
 // outside (a pair list, a key list, a style element) may name a command whose
