@@ -38,7 +38,13 @@ public:
     // change the style (a factory reset, a restart, the library's ranges).
     // Never null; an empty set when the style does not parse.
     virtual std::shared_ptr<const ControlSet> controls(int channel) = 0;
+    // The caller did something through controller() that can change the
+    // channel's style (a factory reset): the next controls() builds it again.
+    virtual void controlsChanged(int /*channel*/) {}
     virtual DeviceInfo device() const = 0;
+    // The camera path of a scheme's parameter file (the module's own naming,
+    // which differs for a thermal sensor), or "" when the service cannot say.
+    virtual std::string schemeFile(int /*channel*/, int /*scheme*/) const { return ""; }
 };
 
 }  // namespace sensorhost
