@@ -21,3 +21,6 @@ if(EXISTS /lib/ld-linux-aarch64.so.1)
 else()
   set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
 endif()
+
+# pkg-config (cpp-httplib) reads the arm64 package files only.
+set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)
