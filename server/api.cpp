@@ -40,9 +40,12 @@ int intField(const json& body, const char* name, long long min = INT_MIN, long l
 {
     const json& v = member(body, name);
     if (v.is_null()) throw badRequest(std::string("the body needs \"") + name + "\"");
+    // JSON reads a number that is not negative as unsigned, one past a long long's range too.
     const bool whole = v.is_number_integer();
-    const bool fits = v.is_number_unsigned() ? v.get<unsigned long long>() <= static_cast<unsigned long long>(max)
-                                             : whole && v.get<long long>() >= min && v.get<long long>() <= max;
+    const bool fits = v.is_number_unsigned()
+                          ? v.get<unsigned long long>() <= static_cast<unsigned long long>(max) &&
+                                static_cast<long long>(v.get<unsigned long long>()) >= min
+                          : whole && v.get<long long>() >= min && v.get<long long>() <= max;
     if (!whole || !fits) {
         throw badRequest(std::string("\"") + name + "\" must be a whole number from " + std::to_string(min) + " to " +
                          std::to_string(max));
@@ -616,7 +619,7 @@ json Api::setDayNight(const ApiRequest& r)
 {
     const int c = channel(r.params[0]);
     const std::string state = stringField(r.body, "state");
-    if (state != "day" && state != "night") throw badRequest("\"state\" is \"day\" or \"night\"");
+    if (state != "day" && state != "night") throw badRequest("\"state\" is day or night");
     sim_->setNight(c, state == "night");
     return {{"state", state}};
 }
