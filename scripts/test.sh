@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds everything and runs the whole suite: plain (then a host program against
-# the installed package), under ASan+UBSan, the concurrency tests under TSan, the
-# AArch64 cross build under qemu-user, and a fuzz smoke run.
+# Builds everything and runs the whole suite: plain (then the page's browser
+# tests and a host program against the installed package), under ASan+UBSan,
+# the concurrency tests under TSan, the AArch64 cross build under qemu-user,
+# and a fuzz smoke run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -21,6 +22,9 @@ run_suite() {
 
 echo "== plain build, as most users build it (Release)"
 run_suite build/plain Release
+
+echo "== the image settings page in headless Chromium (sensorctl serve from the plain build)"
+./scripts/page-test.sh build/plain
 
 echo "== installed package: a host program through find_package and through pkg-config"
 ./scripts/consumer.sh build/plain

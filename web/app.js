@@ -6,7 +6,9 @@ const $ = (id) => document.getElementById(id);
 const POLL_MS = 1000;
 const TRACE_KEPT = 200;
 
-const page = { channel: 1, items: new Map(), cursor: null, simulated: false, poll: null };
+// `actions` counts the starts and ends of the page's own changes: a poll that
+// overlapped one would show values from before it, and is not shown.
+const page = { channel: 1, items: new Map(), cursor: null, simulated: false, tab: null, actions: 0 };
 
 function say(text) {
   $('status').textContent = text;
@@ -14,6 +16,7 @@ function say(text) {
 
 // Runs one action of the page; its outcome, or the API's error, goes to the status line.
 async function act(what, action) {
+  ++page.actions;
   try {
     const answer = await action();
     say(`${what}: done`);
@@ -21,6 +24,8 @@ async function act(what, action) {
   } catch (error) {
     say(`${what}: ${error.message}`);
     return null;
+  } finally {
+    ++page.actions;
   }
 }
 
@@ -32,17 +37,19 @@ const path = (rest) => `/channels/${page.channel}${rest}`;
 
 // ---------------------------------------------------------------- tabs and controls
 
-function selectTab(tabs, index) {
+function selectTab(tabs, index, focus = true) {
+  page.tab = tabs[index].textContent;
   tabs.forEach((tab, i) => {
     const on = i === index;
     tab.setAttribute('aria-selected', String(on));
     tab.tabIndex = on ? 0 : -1;
     $(tab.getAttribute('aria-controls')).hidden = !on;
   });
-  tabs[index].focus();
+  if (focus) tabs[index].focus();
 }
 
 async function change(control, value) {
+  ++page.actions;
   try {
     const answer = await api.put(path(`/params/${control.key}`), { value });
     say(`${control.name} set to ${value}`);
@@ -50,6 +57,8 @@ async function change(control, value) {
   } catch (error) {
     say(`${control.name}: ${error.message}`);
     throw error;
+  } finally {
+    ++page.actions;
   }
 }
 
@@ -98,10 +107,9 @@ function renderTabs(description) {
   };
   $('tabs').replaceChildren(...tabs);
   $('panels').replaceChildren(...panels);
-  if (tabs.length) {
-    selectTab(tabs, 0);
-    document.activeElement.blur();
-  }
+  // The same tab stays open when the channel is drawn again (after a revert or a reset).
+  const open = tabs.findIndex((tab) => tab.textContent === page.tab);
+  if (tabs.length) selectTab(tabs, Math.max(open, 0), false);
   const keys = description.tabs.flatMap((t) => t.controls).filter((c) => c.default !== undefined);
   options($('restore-key'), keys.map((c) => [c.key, `${c.name} (${c.keyName})`]));
   readReadouts(readouts);
@@ -109,26 +117,34 @@ function renderTabs(description) {
 
 // ---------------------------------------------------------------- schemes
 
-async function loadSchedule() {
+// One row per scheme, made when the channel is loaded; a reload refreshes
+// what flush would say and the periods nobody is editing.
+async function loadSchedule(fresh = false) {
   const periods = await api.get(path('/schedule'));
-  $('schedule').replaceChildren(
-    ...periods.map((p) => {
-      const row = document.createElement('tr');
-      const input = Object.assign(document.createElement('input'), { id: `period-${p.scheme}`, value: p.period });
-      input.setAttribute('aria-label', `Scheme ${p.scheme} period`);
-      const save = Object.assign(document.createElement('button'), { type: 'button', textContent: 'Save period' });
-      save.setAttribute('aria-label', `Save period of scheme ${p.scheme}`);
-      save.addEventListener('click', async () => {
-        await act(`Period of scheme ${p.scheme}`, () =>
-          api.put(path(`/schedule/${p.scheme}`), { period: input.value }),
-        );
-        loadSchedule();
-      });
-      const cells = [String(p.scheme), input, p.check === 0 ? 'be accepted' : `be refused: ${p.check} ${p.reason}`, save];
-      for (const cell of cells) row.insertCell().append(cell);
-      return row;
-    }),
-  );
+  if (fresh) $('schedule').replaceChildren(...periods.map(periodRow));
+  for (const p of periods) {
+    const row = $(`period-${p.scheme}`).closest('tr');
+    if (!row.edited) $(`period-${p.scheme}`).value = p.period;
+    row.cells[2].textContent = p.check === 0 ? 'be accepted' : `be refused: ${p.check} ${p.reason}`;
+  }
+}
+
+function periodRow(p) {
+  const row = document.createElement('tr');
+  const input = Object.assign(document.createElement('input'), { id: `period-${p.scheme}` });
+  input.setAttribute('aria-label', `Scheme ${p.scheme} period`);
+  input.addEventListener('input', () => (row.edited = true));
+  const save = Object.assign(document.createElement('button'), { type: 'button', textContent: 'Save period' });
+  save.setAttribute('aria-label', `Save period of scheme ${p.scheme}`);
+  save.addEventListener('click', async () => {
+    const saved = await act(`Period of scheme ${p.scheme}`, () =>
+      api.put(path(`/schedule/${p.scheme}`), { period: input.value }),
+    );
+    if (saved) row.edited = false;
+    loadSchedule();
+  });
+  for (const cell of [String(p.scheme), input, '', save]) row.insertCell().append(cell);
+  return row;
 }
 
 // ---------------------------------------------------------------- live state
@@ -144,9 +160,10 @@ function showTrace(entries) {
 
 async function poll() {
   const channel = page.channel;
+  const actions = page.actions;
   try {
     const state = await api.get(path('/state'));
-    if (channel !== page.channel) return;
+    if (channel !== page.channel || actions !== page.actions) return;
     for (const [key, value] of Object.entries(state.values)) page.items.get(Number(key))?.show(value);
     $('scheme-now').textContent = state.scheme;
     if (document.activeElement !== $('scheme')) $('scheme').value = state.scheme;
@@ -175,7 +192,7 @@ async function loadChannel(channel) {
   const schemes = [...Array(scheme.schemes).keys()];
   options($('scheme'), schemes.map((s) => [s, `Scheme ${s}`]));
   options($('file-scheme'), schemes.map((s) => [s, `Scheme ${s}`]));
-  await loadSchedule();
+  await loadSchedule(true);
   await poll();
 }
 
@@ -209,7 +226,7 @@ function wire() {
   $('mode').addEventListener('change', () =>
     act('Parameter mode', () => api.put(path('/scheme'), { mode: $('mode').checked ? 1 : 0 })).then(poll),
   );
-  $('flush').addEventListener('click', () => act('Save', () => api.post(path('/flush'))).then(loadSchedule));
+  $('flush').addEventListener('click', () => act('Save', () => api.post(path('/flush'))).then(() => loadSchedule()));
   $('revert').addEventListener('click', () => act('Revert', () => api.post(path('/revert'))).then(reload));
   $('reset').addEventListener('click', () => {
     if (!confirm(`Every scheme of channel ${page.channel} goes back to the factory set. Go on?`)) return;
