@@ -657,6 +657,7 @@ int App::diag()
 // in the host's order.
 int App::serve()
 {
+    // 1. Where to listen and which root.
     std::string host;
     int port = 0;
     if (!parseListen(opt_.listen, host, port)) {
@@ -697,6 +698,7 @@ int App::serve()
     hostsim::setLogLimit(10000);
     hostsim::setThreadsHeld(true);
 
+    // 3. Every channel up, as the host brings them up at boot.
     int status = kDone;
     {
         sensorhost::SimCamera camera;
@@ -706,6 +708,7 @@ int App::serve()
                 std::cerr << "sensorctl: channel " << c << " offers no controls (is its style whole?)\n";
             }
         }
+        // 4. Served until a signal.
         const std::unique_ptr<sensorhost::SimControl> sim = sensorhost::makeSimControl(camera);
         sensorhost::Api api(camera, sim.get());
         sensorhost::HttpServer server(api);
@@ -727,6 +730,7 @@ int App::serve()
             out << "stopping\n" << std::flush;
             server.stop();
         }
+        // 5. The server stops before the channels go down, in the reverse order of coming up.
     }
     console.finish();
     return status;
