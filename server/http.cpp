@@ -113,6 +113,7 @@ const char* contentType(const std::string& path)
 std::string describe(int status, const httplib::Request& req, std::size_t maxBody)
 {
     switch (status) {
+    case 400: return "the request could not be read (a body needs its Content-Length)";
     case 401: return "this server needs its token: Authorization: Bearer TOKEN (printed when it started)";
     case 404: return "no such endpoint: " + req.method + " " + req.path + " (GET /api lists them)";
     case 413: return "the request body is larger than " + std::to_string(maxBody) + " bytes";
