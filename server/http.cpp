@@ -6,7 +6,6 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
-#include <regex>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -83,11 +82,25 @@ private:
     bool stopping_ = false;
 };
 
-// "/api/channels/{ch}/params/{key}" -> "/api/channels/([^/]+)/params/([^/]+)"
-std::string pattern(const std::string& path)
+// The routes as cpp-httplib matches them (a regular expression each):
+// "/api/channels/{ch}/params/{key}" -> "/api/channels/([^/]+)/params/([^/]+)";
+// any other character that means something there (every one, for a raw
+// route's path) is taken literally. Written
+// out rather than with std::regex, whose templates GCC 12 warns about.
+std::string pattern(const std::string& path, bool parts = true)
 {
-    static const std::regex part(R"(\{[a-z]+\})");
-    return std::regex_replace(path, part, "([^/]+)");
+    std::string out;
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        const std::size_t close = parts && path[i] == '{' ? path.find('}', i) : std::string::npos;
+        if (close != std::string::npos) {
+            out += "([^/]+)";
+            i = close;
+        } else {
+            if (std::string(".^$|()[]{}*+?\\").find(path[i]) != std::string::npos) out += '\\';
+            out += path[i];
+        }
+    }
+    return out;
 }
 
 const char* contentType(const std::string& path)
@@ -191,12 +204,11 @@ bool HttpServer::bind(const std::string& host, int port, std::string& error)
     }
     for (const auto& raw : m.raw) {
         const RawHandler handler = raw.second;
-        s.Post(std::regex_replace(raw.first, std::regex(R"([.^$|()\[\]{}*+?\\])"), R"(\$&)"),
-               [handler](const httplib::Request& req, httplib::Response& res) {
-                   const RawReply reply = handler(req.body);
-                   res.status = reply.status;
-                   res.set_content(reply.body, reply.contentType);
-               });
+        s.Post(pattern(raw.first, false), [handler](const httplib::Request& req, httplib::Response& res) {
+            const RawReply reply = handler(req.body);
+            res.status = reply.status;
+            res.set_content(reply.body, reply.contentType);
+        });
     }
     // The page: its files by name from what the binary carries, never from the disk.
     s.Get(R"(/([A-Za-z0-9_-]+\.[a-z]+)?)", [](const httplib::Request& req, httplib::Response& res) {
