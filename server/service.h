@@ -19,6 +19,16 @@ struct DeviceInfo {
     std::string hardwareId;
 };
 
+// A channel's main stream as the host's video module runs it; the ONVIF media
+// service describes the channel's video source and profile with it. Zeros
+// when the host does not know.
+struct VideoStream {
+    std::string encoding = "H264";  // JPEG, MPEG4 or H264
+    int width = 0;
+    int height = 0;
+    int framerate = 0;
+};
+
 // A camera whose channels are up, each driven only through ISensorController's
 // public API, as the camera's host process drives them. The same services run
 // on a camera (over the real platform) and on the simulator (sensorctl serve).
@@ -39,6 +49,11 @@ public:
     // Never null; an empty set when the style does not parse.
     virtual std::shared_ptr<const ControlSet> controls(int channel) = 0;
     virtual DeviceInfo device() const = 0;
+    virtual VideoStream stream(int channel) const
+    {
+        (void)channel;
+        return VideoStream();
+    }
 };
 
 }  // namespace sensorhost
