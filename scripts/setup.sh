@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(build-essential cmake pkg-config clang libtinyxml-dev libgtest-dev libgmock-dev libcli11-dev libbenchmark-dev
-  nlohmann-json3-dev libcpp-httplib-dev chromium)
+  nlohmann-json3-dev libcpp-httplib-dev libssl-dev chromium)
 # The page's browser tests need Node.js and npm; a machine that has them from elsewhere keeps its own.
 if ! command -v npm >/dev/null; then packages+=(nodejs npm); fi
 
