@@ -19,6 +19,16 @@ struct DeviceInfo {
     std::string hardwareId;
 };
 
+// A channel's main stream as the host's video module runs it; the ONVIF media
+// service describes the channel's video source and profile with it. Zeros
+// when the host does not know.
+struct VideoStream {
+    std::string encoding = "H264";  // JPEG, MPEG4 or H264
+    int width = 0;
+    int height = 0;
+    int framerate = 0;
+};
+
 // A camera whose channels are up, each driven only through ISensorController's
 // public API, as the camera's host process drives them. The same services run
 // on a camera (over the real platform) and on the simulator (sensorctl serve).
@@ -38,7 +48,18 @@ public:
     // change the style (a factory reset, a restart, the library's ranges).
     // Never null; an empty set when the style does not parse.
     virtual std::shared_ptr<const ControlSet> controls(int channel) = 0;
+    // The caller did something through controller() that can change the
+    // channel's style (a factory reset): the next controls() builds it again.
+    virtual void controlsChanged(int /*channel*/) {}
     virtual DeviceInfo device() const = 0;
+    // The camera path of a scheme's parameter file (the module's own naming,
+    // which differs for a thermal sensor), or "" when the service cannot say.
+    virtual std::string schemeFile(int /*channel*/, int /*scheme*/) const { return ""; }
+    virtual VideoStream stream(int channel) const
+    {
+        (void)channel;
+        return VideoStream();
+    }
 };
 
 }  // namespace sensorhost

@@ -42,6 +42,8 @@ struct Options {
     std::string stylePath;
     std::string diversityPath;
     std::string detail;
+    std::string listen = "127.0.0.1:8080";
+    std::string token;
 };
 
 class App {
@@ -79,6 +81,7 @@ private:
     int cfgDiff();
     int styleMerge();
     int diag();
+    int serve();
 
     Options opt_;
     CLI::App cli_;
