@@ -253,20 +253,27 @@ TEST_F(StyleTest, ShutterAndFocusLimitsMayTakeTheirDefaultOrChoicesFromTheStyle)
 }
 
 // A hostile document cannot drive the element search into the stack: an
-// element nested deeper than 256 levels below where the search starts is not found.
+// element nested deeper than 256 levels below where the search starts is not
+// found, neither by a search nor by the dynamic style's pass (its own index).
 TEST_F(StyleTest, ElementSearchStopsBelowDepth256)
 {
     for (int depth : {256, 257}) {
         SCOPED_TRACE(depth);
-        std::string xml;
-        for (int i = 0; i < depth; ++i) xml += "<g>";
-        xml += "<p id=\"34\" value=\"7\"/>";
-        for (int i = 0; i < depth; ++i) xml += "</g>";
+        auto nested = [depth](const std::string& inner) {
+            std::string xml;
+            for (int i = 0; i < depth; ++i) xml += "<g>";
+            xml += inner;
+            for (int i = 0; i < depth; ++i) xml += "</g>";
+            return xml;
+        };
         TiXmlDocument doc;
-        doc.Parse(xml.c_str());
+        doc.Parse(nested("<p id=\"34\" value=\"7\"/>").c_str());
         int value = -1;
         EXPECT_EQ(getDnaValbyCmdId(doc.RootElement(), 34, value), 0);
         EXPECT_EQ(value, depth == 256 ? 7 : -1);
+        library({{34, 1, {0, 2}}});
+        EXPECT_EQ(flat(dna(nested(R"(<p id="34" value="7">)" + choices({0, 1, 2}) + "</p>"))),
+                  depth == 256 ? "34=1[0,2]" : "34=7[0,1,2]");
     }
 }
 
