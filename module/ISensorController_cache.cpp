@@ -15,13 +15,11 @@ int ISensorController::setKeyValToCache(u32 p_nScheme, u32 p_nKey, u32 p_nVal, b
         return -1;
     }
     KeyVal* pSet = m_ppUserKeyVal[p_nScheme];
-    for (u32 i = 0; i < m_nKeyValSum; ++i) {
-        if (pSet[i].key == p_nKey) {
-            pSet[i].value = (s32)p_nVal;
-            return (int)i;
-        }
+    const int nPos = findKeyInSet(pSet, m_nKeyValSum, p_nKey);
+    if (nPos >= 0) {
+        pSet[nPos].value = (s32)p_nVal;
     }
-    return -1;
+    return nPos;
 }
 
 int ISensorController::getKeyValFromCache(u32 p_nScheme, u32 p_nKey, u32& p_nVal)
@@ -34,13 +32,11 @@ int ISensorController::getKeyValFromCache(u32 p_nScheme, u32 p_nKey, u32& p_nVal
         return -1;
     }
     const KeyVal* pSet = m_ppUserKeyVal[p_nScheme];
-    for (u32 i = 0; i < m_nKeyValSum; ++i) {
-        if (pSet[i].key == p_nKey) {
-            p_nVal = (u32)pSet[i].value;
-            return (int)i;
-        }
+    const int nPos = findKeyInSet(pSet, m_nKeyValSum, p_nKey);
+    if (nPos >= 0) {
+        p_nVal = (u32)pSet[nPos].value;
     }
-    return -1;
+    return nPos;
 }
 
 bool ISensorController::isKeyValSame(const KeyVal& p_stKeyVal)
@@ -98,12 +94,7 @@ int SensorKeyIndex::findInTable(const KeyVal* p_pSet, u32 p_nCount, u32 p_nKey)
 {
     Table* pTable = tableFor(p_pSet, p_nCount);
     if (pTable == NULL) {
-        for (u32 i = 0; i < p_nCount; ++i) {
-            if (p_pSet[i].key == p_nKey) {
-                return (int)i;
-            }
-        }
-        return -1;
+        return findKeyInSet(p_pSet, p_nCount, p_nKey);
     }
     m_pLast = pTable;
     for (u32 nSlot = slotOf(p_nKey);; nSlot = (nSlot + 1) & (SLOTS - 1)) {

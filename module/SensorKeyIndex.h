@@ -4,6 +4,18 @@
 
 #include "ISensorController.h"
 
+// First position of the key in the set, or -1. Every look-up of a key in a
+// parameter set answers what this search answers: the first entry wins.
+inline int findKeyInSet(const KeyVal* p_pSet, u32 p_nCount, u32 p_nKey)
+{
+    for (u32 i = 0; i < p_nCount; ++i) {
+        if (p_pSet[i].key == p_nKey) {
+            return (int)i;
+        }
+    }
+    return -1;
+}
+
 // A whole set applied at once (a switch, a restore, a pair list) looks each of
 // its keys up in the set in force, to skip unchanged values and to record the
 // new ones: a linear search each, quadratic in the length of the set. The
@@ -18,7 +30,7 @@ public:
     // An inactive index searches linearly: for short applies the tables cost more than the searches.
     explicit SensorKeyIndex(bool p_bActive) : m_bActive(p_bActive), m_nTables(0), m_pLast(NULL) {}
 
-    // First position of the key in the set, or -1: what a search from the start answers.
+    // findKeyInSet's answer.
     int find(const KeyVal* p_pSet, u32 p_nCount, u32 p_nKey)
     {
         Table* pTable = m_pLast;
