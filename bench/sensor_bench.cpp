@@ -30,15 +30,20 @@
 #include "PeloraTime.h"
 #include "SensorFile.h"
 #include "SensorKeyVal.h"
+#include "api.h"
+#include "camera.h"
 #include "hostsim.h"
+#include "simcamera.h"
+#include "simcontrol.h"
 
 namespace fs = std::filesystem;
 
 // ---------------------------------------------------------------- allocation counting
 // The benchmark binary counts every heap allocation of the process while asked
 // to, and can keep the blocks still live. An allocation is the module's when
-// the first caller outside the C and C++ runtime lies in libsensordll; the
-// simulated host's own allocations (its file paths, its logs) are counted apart.
+// the first caller outside the C and C++ runtime and TinyXML lies in
+// libsensordll, the simulator's when it lies in libhostsim; the rest (this
+// binary, with the host-side library linked in) is the host's.
 extern "C" void* __libc_malloc(size_t);
 extern "C" void* __libc_calloc(size_t, size_t);
 extern "C" void* __libc_realloc(void*, size_t);
@@ -50,7 +55,9 @@ std::atomic<long> g_moduleAllocations(0);
 std::atomic<long> g_allAllocations(0);
 thread_local bool t_inHook = false;
 
-bool calledFromModule()
+enum class Owner { Other, Module, Simulator };
+
+Owner ownerOf()
 {
     void* frames[24];
     const int n = backtrace(frames, 24);
@@ -60,13 +67,16 @@ bool calledFromModule()
         const char* name = std::strrchr(info.dli_fname, '/');
         name = name != nullptr ? name + 1 : info.dli_fname;
         if (std::strncmp(name, "libc.", 5) == 0 || std::strncmp(name, "libstdc++", 9) == 0 ||
-            std::strncmp(name, "sensor_bench", 12) == 0) {
+            std::strncmp(name, "libtinyxml", 10) == 0 || std::strncmp(name, "sensor_bench", 12) == 0) {
             continue;
         }
-        return std::strncmp(name, "libsensordll", 12) == 0;
+        if (std::strncmp(name, "libsensordll", 12) == 0) return Owner::Module;
+        return std::strncmp(name, "libhostsim", 10) == 0 ? Owner::Simulator : Owner::Other;
     }
-    return false;
+    return Owner::Other;
 }
+
+bool calledFromModule() { return ownerOf() == Owner::Module; }
 
 void countAllocation()
 {
@@ -79,28 +89,30 @@ void countAllocation()
 
 // The module's live blocks while tracking is on: address and usable size, in a
 // fixed open-addressing table (the hooks must not allocate).
-constexpr std::size_t kTracked = std::size_t(1) << 16;
+constexpr std::size_t kTracked = std::size_t(1) << 18;
 struct Tracked {
     void* p;
     std::size_t size;
+    Owner owner;
 };
 Tracked g_tracked[kTracked];
 std::atomic<bool> g_tracking(false);
 std::atomic_flag g_trackedLock = ATOMIC_FLAG_INIT;
 void* const kGone = reinterpret_cast<void*>(1);
 
-std::size_t slotOf(void* p) { return (reinterpret_cast<std::uintptr_t>(p) >> 4) * 0x9E3779B97F4A7C15ull >> 48; }
+std::size_t slotOf(void* p) { return (reinterpret_cast<std::uintptr_t>(p) >> 4) * 0x9E3779B97F4A7C15ull >> 46; }
 
 void trackAllocation(void* p)
 {
     if (p == nullptr || !g_tracking.load(std::memory_order_relaxed) || t_inHook) return;
     t_inHook = true;
-    if (calledFromModule()) {
+    const Owner owner = ownerOf();
+    {
         while (g_trackedLock.test_and_set(std::memory_order_acquire)) {
         }
         std::size_t i = slotOf(p);
         while (g_tracked[i].p != nullptr && g_tracked[i].p != kGone) i = (i + 1) % kTracked;
-        g_tracked[i] = Tracked{p, malloc_usable_size(p)};
+        g_tracked[i] = Tracked{p, malloc_usable_size(p), owner};
         g_trackedLock.clear(std::memory_order_release);
     }
     t_inHook = false;
@@ -120,11 +132,19 @@ void untrack(void* p)
     g_trackedLock.clear(std::memory_order_release);
 }
 
-std::size_t trackedBytes()
+// Live blocks are kept from here on; a block freed while nothing is kept
+// would otherwise stay in the table.
+void startTracking()
+{
+    std::memset(static_cast<void*>(g_tracked), 0, sizeof(g_tracked));
+    g_tracking = true;
+}
+
+std::size_t trackedBytes(Owner owner = Owner::Module)
 {
     std::size_t bytes = 0;
     for (const Tracked& t : g_tracked) {
-        if (t.p != nullptr && t.p != kGone) bytes += t.size;
+        if (t.p != nullptr && t.p != kGone && t.owner == owner) bytes += t.size;
     }
     return bytes;
 }
@@ -845,7 +865,7 @@ void printFootprint(std::FILE* out)
     void* warm[4];
     backtrace(warm, 4);  // loads the unwinder before counting starts
     const std::size_t before = mallinfo2().uordblks;
-    g_tracking = true;
+    startTracking();
     auto c = cam.start();
     const std::size_t held = mallinfo2().uordblks - before;
     const std::size_t moduleHeld = trackedBytes();
@@ -890,13 +910,76 @@ void printFootprint(std::FILE* out)
     }
 }
 
+// Heap of the served camera as `sensorctl serve` holds it (every channel up,
+// its control description built, the JSON API over them), split by owner: the
+// module's blocks, the simulator's, and the rest, the server's. Measured with
+// one channel and with sixteen (the bullet camera's module listed sixteen
+// times); the difference over fifteen is the share of each further channel.
+void printServedFootprint(std::FILE* out)
+{
+    struct Held {
+        std::size_t module, simulator, server;
+    };
+    auto serve = [](int channels) {
+        std::string dir = (fs::temp_directory_path() / "sensor-bench-served-XXXXXX").string();
+        if (::mkdtemp(dir.data()) == nullptr) std::abort();
+        std::string error;
+        if (!sensorhost::makeRoot(dir, "bullet", false, error)) std::abort();
+        const std::string config = dir + "/hd1/moduleConfig/moduleConfig.xml";
+        std::string xml;
+        {
+            std::ifstream in(config, std::ios::binary);
+            xml.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        }
+        const std::size_t from = xml.find("<module ");
+        const std::size_t to = xml.find("</module>") + std::strlen("</module>");
+        const std::string module = xml.substr(from, to - from);
+        for (int i = 1; i < channels; ++i) xml.insert(to, "\n    " + module);
+        std::ofstream(config, std::ios::binary | std::ios::trunc) << xml;
+        std::ofstream(dir + kSignFile) << "1\n0\n";
+
+        hostsim::setRoot(dir);
+        hostsim::resetAll();
+        hostsim::setThreadsHeld(true);
+        startTracking();
+        Held held{};
+        {
+            sensorhost::SimCamera camera;
+            if (!camera.open(error) || camera.channelCount() != channels) std::abort();
+            for (int c = 1; c <= channels; ++c) camera.controls(c);
+            const std::unique_ptr<sensorhost::SimControl> sim = sensorhost::makeSimControl(camera);
+            sensorhost::Api api(camera, sim.get());
+            held.module = trackedBytes(Owner::Module);
+            held.simulator = trackedBytes(Owner::Simulator);
+            held.server = trackedBytes(Owner::Other);
+        }
+        g_tracking = false;
+        fs::remove_all(dir);
+        return held;
+    };
+    const Held one = serve(1);
+    const Held sixteen = serve(16);
+    hostsim::setRoot(camera().root);
+    auto each = [](std::size_t a, std::size_t b) { return (static_cast<double>(b) - static_cast<double>(a)) / 15; };
+    std::fprintf(out, "\n| Served camera, heap | one channel | sixteen | per further channel |\n|---|---:|---:|---:|\n");
+    std::fprintf(out, "| the module's | %zu bytes | %zu bytes | %.0f bytes |\n", one.module, sixteen.module,
+                 each(one.module, sixteen.module));
+    std::fprintf(out, "| the server's (channels, control descriptions, API) | %zu bytes | %zu bytes | %.0f bytes |\n",
+                 one.server, sixteen.server, each(one.server, sixteen.server));
+    std::fprintf(out, "| the simulator's | %zu bytes | %zu bytes | %.0f bytes |\n", one.simulator, sixteen.simulator,
+                 each(one.simulator, sixteen.simulator));
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
     std::string counted;
     bool raw = false;
+    bool footprint = false;
     for (int i = 1; i < argc; ++i) {
+        // The heap figures alone, without timing anything.
+        if (std::strcmp(argv[i], "--footprint") == 0) footprint = true;
         if (std::strncmp(argv[i], "--count=", 8) == 0) counted = argv[i] + 8;
         // Times only, one "name nanoseconds" line each, for scripts to combine runs.
         if (std::strcmp(argv[i], "--raw-times") == 0) raw = true;
@@ -926,6 +1009,12 @@ int main(int argc, char** argv)
         std::fclose(table);
         return result;
     }
+    if (footprint) {
+        printFootprint(table);
+        printServedFootprint(table);
+        std::fclose(table);
+        return 0;
+    }
     TableReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     if (raw) {
@@ -933,6 +1022,7 @@ int main(int argc, char** argv)
     } else {
         reporter.printTable(table);
         printFootprint(table);
+        printServedFootprint(table);
     }
     std::fclose(table);
     benchmark::Shutdown();
