@@ -167,6 +167,10 @@ bool HttpServer::bind(const std::string& host, int port, std::string& error)
     s.set_read_timeout(limits.readTimeoutSeconds, 0);
     s.set_write_timeout(limits.writeTimeoutSeconds, 0);
     s.set_keep_alive_timeout(limits.keepAliveSeconds);
+    // An answer leaves in two writes, its head and its body. With Nagle's
+    // algorithm the body waited for the client to acknowledge the head, which
+    // a client delays by up to 40 ms: every request took that long.
+    s.set_tcp_nodelay(true);
 
     // Before any route: the token, and a JSON type on every change, which a
     // page of another site cannot send to this one without asking first.
