@@ -30,11 +30,14 @@
 #include "PeloraTime.h"
 #include "SensorFile.h"
 #include "SensorKeyVal.h"
+#include "hostsim.h"
+// Older trees measured against this source (scripts/bench.sh --compare) may lack the served camera.
+#ifdef SENSOR_BENCH_SERVED
 #include "api.h"
 #include "camera.h"
-#include "hostsim.h"
 #include "simcamera.h"
 #include "simcontrol.h"
+#endif
 
 namespace fs = std::filesystem;
 
@@ -910,6 +913,7 @@ void printFootprint(std::FILE* out)
     }
 }
 
+#ifdef SENSOR_BENCH_SERVED
 // Heap of the served camera as `sensorctl serve` holds it (every channel up,
 // its control description built, the JSON API over them), split by owner: the
 // module's blocks, the simulator's, and the rest, the server's. Measured with
@@ -969,6 +973,9 @@ void printServedFootprint(std::FILE* out)
     std::fprintf(out, "| the simulator's | %zu bytes | %zu bytes | %.0f bytes |\n", one.simulator, sixteen.simulator,
                  each(one.simulator, sixteen.simulator));
 }
+#else
+void printServedFootprint(std::FILE*) {}
+#endif
 
 }  // namespace
 

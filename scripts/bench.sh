@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Builds the module optimised and measures every operation beside its floor.
 #
-#   scripts/bench.sh                       all of the below, in this order
+#   scripts/bench.sh                       everything docs/BENCHMARKS.md shows: the sizes and
+#                                          heap figures, --compare $BEFORE (default: the module
+#                                          before the second performance round), --debug-checks,
+#                                          --flush-history, then scripts/load.sh (the served camera)
 #   scripts/bench.sh --times [ARGS]        times: each benchmark REPS times (3 unless
 #                                          set), the repetitions of all of them shuffled
 #                                          together, the lowest kept; then the footprint
@@ -19,6 +22,8 @@
 #                                          built against REV's module and this one, times
 #                                          (ROUNDS interleaved runs, lowest kept) and
 #                                          instructions, every operation beside its floor
+#   scripts/bench.sh --sizes               stripped sizes and the heap figures alone
+#   scripts/bench.sh --load                scripts/load.sh: the served camera under load
 #   scripts/bench.sh --callgrind OP [N]    instructions of N runs (default 20) of one
 #                                          operation; the profile stays in
 #                                          build/bench/callgrind.OP.out for callgrind_annotate
@@ -45,7 +50,6 @@ tree() {
   build "$dir/build" "$dir/src"
 }
 
-# Runs per callgrind count: the slow operations fewer times.
 # Runs per callgrind count: enough for the first run's one-time costs to vanish,
 # fewer for the slow operations.
 runs_of() {
@@ -106,6 +110,8 @@ sizes() {
   fi
 }
 
+footprint() { build/bench/bench/sensor_bench --footprint; }
+
 # interleaved A B [FILTER]: the lowest time (ns) of each operation over ROUNDS
 # runs of each binary, the runs alternating; one line "name A B" per operation.
 interleaved() {
@@ -132,6 +138,19 @@ compare() {
   tree "$name" "$1"
   old=build/bench-$name/build/bench/sensor_bench
   new=build/bench/bench/sensor_bench
+  echo "| Before and after | Before | After |"
+  echo "|---|---:|---:|"
+  local lib
+  for lib in "build/bench-$name/build" build/bench; do
+    strip -o "$lib/libsensordll.stripped" "$(ls "$lib"/libsensordll.so.*.* | head -1)"
+  done
+  echo "| libsensordll.so stripped | $(stat -c %s "build/bench-$name/build/libsensordll.stripped") bytes |" \
+    "$(stat -c %s build/bench/libsensordll.stripped) bytes |"
+  # The rows of the module's footprint, each with its value before and after.
+  awk -F' [|] ' 'NR == FNR { if (/^\| [a-z]/) before[$1] = $2; next }
+    /^\| [a-z]/ && ($1 in before) { sub(/ \|$/, "", $2); sub(/ \|$/, "", before[$1]); print $1 " | " before[$1] " | " $2 " |" }' \
+    <("$old" --footprint) <("$new" --footprint | sed '/^| Served/,$d')
+  echo
   interleaved "$old" "$new" . >build/bench/times.compare
   echo "| Operation | Before | Floor | Ratio | After | Floor | Ratio |"
   echo "|---|---:|---:|---:|---:|---:|---:|"
@@ -208,15 +227,22 @@ case "${1:-}" in
 --debug-checks) debug_checks ;;
 --flush-history) flush_history ;;
 --compare) compare "${2:?revision}" ;;
-"")
-  times "$bin"
+--sizes)
   sizes
+  footprint
+  ;;
+--load) exec ./scripts/load.sh ;;
+"")
+  sizes
+  footprint
   echo
-  instructions "$bin"
+  compare "${BEFORE:-611ba8f}"
   echo
   debug_checks
   echo
   flush_history
+  echo
+  ./scripts/load.sh
   ;;
 *)
   echo "unknown mode $1 (see the top of $0)" >&2
