@@ -5,7 +5,9 @@
 # the JSON API (PUT /api/channels/CH/params/34, a new value each time, so every
 # request reaches the library), on one channel and spread over sixteen. Beside
 # each: the same module call made in-process (SetParameterSend of the benchmark
-# binary) and the library's own call (its floor).
+# binary) and the library's own call (its floor). Then the image settings
+# page's load time to its first rendered control in headless Chromium
+# (bench/page-load.mjs, PAGE_RUNS fresh browser contexts, 20 unless set).
 #
 #   scripts/load.sh              DURATION seconds per case (10 unless set)
 set -euo pipefail
@@ -119,3 +121,9 @@ for channels in 1 16; do
           ch, c, n / (us / 1e6), p50, p99, p50 / call, 100 * s / n, e }'
   done
 done
+
+echo
+echo "| The page (bullet camera, channel 1) | Time |"
+echo "|---|---:|"
+(cd tests/browser && PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 npm ci --no-audit --no-fund >/dev/null)
+node bench/page-load.mjs "$sensorctl" "${PAGE_RUNS:-20}"
