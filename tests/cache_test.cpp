@@ -1,8 +1,6 @@
 // Value cache: single entries of the parameter sets, by scheme index and key.
-#include "ControllerPeer.h"
 #include "ModuleTest.h"
 
-using Peer = ISensorControllerTestPeer;
 
 namespace {
 

@@ -1,75 +1,30 @@
 // Factory set read out of the dynamic style, and the library's correction of a set's values.
 #include <cstdlib>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "CameraTest.h"
+#include "ModuleTest.h"
 #include "SensorFile.h"
 #include "SensorKeyVal.h"
-#include "sensor.h"
 
 using namespace testsupport;
 using Pairs = std::vector<std::pair<u32, s32>>;
-using Strings = std::vector<std::string>;
 
 namespace {
 
-std::string failed(const std::string& where, const std::string& cond, const std::string& message = "")
-{
-    const std::string red = colorPrefix(31);
-    return red + "[sensor assert] file:" + where + " line:#\n" + cond + "   ~~~Assertion failed.\n" + kColorEnd + red +
-           message + kColorEnd;
-}
-
-class FactoryTest : public CameraTest {
+class FactoryTest : public ModuleTest {
 protected:
-    void SetUp() override { CameraTest::SetUp(), setDebugLevel(1); }
-
     // The factory set, read into a heap block of exactly 160 entries so that a write past it is caught.
     Pairs factory(std::string style, bool showWdr = false)
     {
         KeyVal* set = static_cast<KeyVal*>(std::malloc(SENSOR_FCT_KEYVAL_MAX * sizeof(KeyVal)));
         u32 count = 999;
-        out_ = maskLineNumbers(captureStdout([&] { EXPECT_EQ(getFctData(1, &style[0], set, &count, showWdr), 0); }));
+        out_ = output([&] { EXPECT_EQ(getFctData(1, &style[0], set, &count, showWdr), 0); });
         Pairs pairs;
         for (u32 i = 0; i < count && i < SENSOR_FCT_KEYVAL_MAX; ++i) pairs.emplace_back(set[i].key, set[i].value);
         std::free(set);
         return pairs;
     }
-    template <typename F>
-    std::string output(F&& action) { return maskLineNumbers(captureStdout(action)); }
-
     std::string out_;
 };
-
-TEST_F(FactoryTest, BundledCamerasGiveTheirMergedStyleInDocumentOrder)
-{
-    // The library's defaults of the dynamic commands, but the style pins the slowest shutter to 1/25 s.
-    const struct { const char* camera; size_t count; Pairs defaults; } cases[] = {
-        {"bullet", 79, {{16, 0}, {49, 25}, {50, 100}, {768, 0}, {2368, 0}, {2528, 1}, {1537, 2}}},
-        {"dome", 78, {{16, 0}, {49, 25}, {50, 50}, {2368, 2}, {1537, 1}}},
-    };
-    for (const auto& c : cases) {
-        install(c.camera);
-        SysConfig conf{};
-        ASSERT_EQ(initSysConf(1, config(1), &conf), 0);
-        const Pairs set = factory(conf.szUIStyle, true);
-        uinitSysConf(&conf);
-        // Every element of the merged style with an id and a value, placeholders aside.
-        const std::string merged = readFile("/tmp/merge_style_ch1.xml");
-        Pairs expected;
-        for (size_t at = merged.find(" id=\""); at != std::string::npos; at = merged.find(" id=\"", at + 1)) {
-            const size_t end = merged.find('>', at), value = merged.find(" value=\"", at);
-            if (value > end) continue;
-            std::pair<u32, s32> entry(std::stoul(merged.substr(at + 5)), std::stoi(merged.substr(value + 8)));
-            for (const auto& d : c.defaults) entry.second = d.first == entry.first ? d.second : entry.second;
-            if (entry.first != 10 && entry.first != 11) expected.push_back(entry);
-        }
-        EXPECT_EQ(set.size(), c.count) << c.camera;
-        EXPECT_EQ(set, expected) << c.camera;
-    }
-}
 
 TEST_F(FactoryTest, EveryElementWithIdAndValueIsAnEntryAndTheSetHasRoomFor160)
 {
@@ -111,22 +66,19 @@ TEST_F(FactoryTest, CorrectionTouchesOnlyTheFirstEntryOfEachListedKey)
               "[sensor assert] file:SensorKeyVal.cpp fun:keyval_correct line:#\ncmd_list[1]=82\n" + kColorEnd);
     EXPECT_EQ(Pairs({{set[0].key, set[0].value}, {set[1].key, set[1].value}, {set[2].key, set[2].value}}),
               Pairs({{34, 50}, {49, 6}, {49, 7}}));
-    EXPECT_EQ(hostsim::trace(), (Strings{"ia ch=1 cmd=4112 opt=1 in=[] ret=0", "ia ch=1 cmd=49 opt=3 in=[7] ret=0"}));
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1, 0, 1), ia(49, 7, 3, 0, 1)}));
 
     // A refused correction is reported and the walk goes on.
-    hostsim::clearTrace();
     isp.setDynamicCommands(1, {49, 34});
     isp.addFault(hostsim::IspFault{1, 49, 3, 0, 1, -1});
     EXPECT_EQ(output([&] { EXPECT_EQ(keyval_correct(1, set.data(), 3), 0); }),
               failed("SensorKeyVal.cpp fun:keyval_correct", "SNS_SUCCESS == ia_ioctrl_v2(p_nChannel_id, (ia_cmd_e)"
                      "p_pKeyval[index].key, IA_CMD_OPT_CORRECT_PARAM, &p_pKeyval[index].value)"));
-    EXPECT_EQ(hostsim::trace(), (Strings{"ia ch=1 cmd=4112 opt=1 in=[] ret=0", "ia ch=1 cmd=49 opt=3 in=[6] ret=-1",
-                                         "ia ch=1 cmd=34 opt=3 in=[50] ret=0"}));
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1, 0, 1), ia(49, 6, 3, -1, 1), ia(34, 50, 3, 0, 1)}));
     // No list, nothing to correct; no set, -1.
-    hostsim::clearTrace();
     isp.setDynamicCommands(1, {});
     EXPECT_EQ(keyval_correct(1, set.data(), 3), 0);
-    EXPECT_EQ(hostsim::trace(), Strings{"ia ch=1 cmd=4112 opt=1 in=[] ret=0"});
+    EXPECT_EQ(take(), Strings{ia(4112, "", 1, 0, 1)});
     EXPECT_EQ(output([&] { EXPECT_EQ(keyval_correct(1, nullptr, 3), -1); }),
               failed("SensorKeyVal.cpp fun:keyval_correct", "NULL != p_pKeyval"));
 }

@@ -4,10 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "ControllerPeer.h"
 #include "ModuleTest.h"
 
-using Peer = ISensorControllerTestPeer;
 
 namespace {
 

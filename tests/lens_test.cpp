@@ -1,30 +1,20 @@
 // Lens and light controls: the lens gate, zoom ratio, iris clamp, light exclusion and the heater's status word.
 #include <climits>
 
-#include "ControllerPeer.h"
 #include "ModuleTest.h"
-#include "hostsim.h"
 
-using Peer = ISensorControllerTestPeer;
-using Strings = std::vector<std::string>;
+using namespace testsupport;
 using Ints = std::vector<int>;
 
 namespace {
 
-std::string ia(u32 cmd, s32 in, u32 opt = 0, int ret = 0)
-{
-    return "ia ch=0 cmd=" + std::to_string(cmd) + " opt=" + std::to_string(opt) + " in=[" + std::to_string(in) +
-           "] ret=" + std::to_string(ret);
-}
-Strings take() { Strings lines = hostsim::trace(); return hostsim::clearTrace(), lines; }
 hostsim::SimIsp& isp() { return hostsim::SimIsp::instance(); }
-void fail(std::int64_t cmd, std::int64_t option = -1) { isp().addFault({-1, cmd, option, 0, -1, -1}); }
 
 struct Ctl : ISensorController {
     Ctl() { Peer::buildTable(*this); }
     ~Ctl() { Peer::releaseAll(*this); }
 };
-using LensTest = testsupport::ModuleTest;
+using LensTest = ModuleTest;
 
 TEST_F(LensTest, ZoomRatioFollowsTheMagnificationTable)
 {
@@ -42,7 +32,7 @@ TEST_F(LensTest, ZoomRatioFollowsTheMagnificationTable)
         EXPECT_EQ(std::make_pair(position, ratio), k);
         EXPECT_EQ(take(), Strings{ia(1568, 0, 1)});
     }
-    fail(1568);
+    failIsp(1568);
     int position = 5, ratio = -7;
     EXPECT_FALSE(c.getZoomValue(position, ratio));
     Peer::hasLens(c) = false;  // no lens: position 0, nothing asked
@@ -62,8 +52,8 @@ TEST_F(LensTest, LensCommandsNeedALensAndTheIrisIsClampedAfterExposureModeThree)
     EXPECT_EQ(take(), (Strings{ia(1536, 1), ia(1554, 1), ia(1536, 1), ia(1553, 1), ia(1568, 900), ia(1632, 2),
                                ia(1552, 700), ia(1552, -1, 1)}));
     // The focus mode's failure is ignored, the step's is not.
-    fail(1536);
-    fail(1554);
+    failIsp(1536);
+    failIsp(1554);
     EXPECT_FALSE(c.focusFar());
     EXPECT_EQ(take(), (Strings{ia(1536, 1, 0, -1), ia(1554, 1, 0, -1)}));
     isp().clearFaults();
@@ -76,7 +66,7 @@ TEST_F(LensTest, LensCommandsNeedALensAndTheIrisIsClampedAfterExposureModeThree)
         EXPECT_TRUE(c.setIrisValue(k.first));
         EXPECT_EQ(take(), (Strings{ia(16, 3), ia(82, k.second)})) << k.first;
     }
-    fail(16);
+    failIsp(16);
     EXPECT_FALSE(c.setIrisValue(300) || c.irisUp() || c.irisDown());
     EXPECT_EQ(take(), Strings(3, ia(16, 3, 0, -1)));
 }
@@ -99,12 +89,12 @@ TEST_F(LensTest, InfraredAndWhiteLightExcludeEachOther)
     EXPECT_EQ(take(), (Strings{ia(168, 0, 1), ia(168, 0), ia(160, 1), ia(160, 0, 1), ia(160, 0), ia(168, 1),
                                ia(168, 0), ia(168, 0, 1), ia(160, 1), ia(160, 0)}));
     // A failed read or switch-off stops before anything is set.
-    fail(168, IA_CMD_OPT_GET);
+    failIsp(168, IA_CMD_OPT_GET);
     EXPECT_FALSE(c.setIRSwitch(1));
     isp().clearFaults();
     isp().setValue(0, 168, 1);
     c.setKeyValToCache(0, 170, 1, true);
-    fail(168, IA_CMD_OPT_SET);
+    failIsp(168, IA_CMD_OPT_SET);
     EXPECT_FALSE(c.setIRSwitch(1));
     EXPECT_EQ(take(), (Strings{ia(168, 0, 1, -1), ia(168, 0, 1), ia(168, 0, 0, -1)}));
     EXPECT_EQ(recorded(), (Ints{0, 1, 0, 0}));
@@ -122,10 +112,52 @@ TEST_F(LensTest, InfraredAndWhiteLightExcludeEachOther)
     EXPECT_EQ(Ints(out.guard, out.guard + 3), Ints(3, 0xAA));
     isp().setHeatStatus(0, 0);
     EXPECT_TRUE(c.getHeatStatus(out.heat) && !out.heat);
-    fail(1606);
+    failIsp(1606);
     out.heat = true;
     EXPECT_TRUE(!c.getHeatStatus(out.heat) && out.heat);
     EXPECT_EQ(take(), (Strings{ia(1606, 0, 1), ia(1606, 0, 1), ia(1606, 0, 1, -1)}));
+}
+
+// The plain reads and writes: each sends its one command with its option, hands the caller the library's
+// word and answers false when the library refuses.
+TEST_F(LensTest, PassThroughsSendTheirCommandAndOption)
+{
+    Ctl c;
+    int v = 0, strategy = 3;
+    unsigned af = 0;
+    const struct { const char* name; std::function<bool()> call; u32 cmd, opt; s32 in; } rows[] = {
+        {"getIrisValue", [&] { return c.getIrisValue(v); }, 82, 1, 0},
+        {"getLightType", [&] { return c.getLightType(v); }, 224, 1, 0},
+        {"getTempValue", [&] { return c.getTempValue(v); }, 1607, 1, 0},
+        {"setFocusMode", [&] { return c.setFocusMode(2); }, 1536, 0, 2},
+        {"getFocusMode", [&] { return c.getFocusMode(v); }, 1536, 1, 0},
+        {"getWDR", [&] { return c.getWDR(v); }, 2368, 1, 0},
+        {"getWhiteMode", [&] { return c.getWhiteMode(v); }, 169, 1, 0},
+        {"getAFStatistic", [&] { return c.getAFStatistic(af); }, 1648, 1, 0},
+        {"getCmdExecStatus", [&] { return c.getCmdExecStatus(1539, v); }, 1539, 4, 0},
+        {"setExposureStrategy", [&] { return c.setExposureStrategy(strategy); }, 225, 0, 3},
+        {"setDNState", [&] { return c.setDNState(1); }, 153, 0, 1},
+        {"getDNState", [&] { return c.getDNState(v); }, 153, 1, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        v = 0, af = 0;
+        isp().setValue(0, row.cmd, 41);
+        isp().setExecStatus(0, row.cmd, 41);
+        EXPECT_TRUE(row.call());
+        EXPECT_EQ(take(), Strings{ia(row.cmd, row.in, row.opt)});
+        if (row.opt != IA_CMD_OPT_SET) EXPECT_EQ(row.cmd == 1648 ? (int)af : v, 41);
+        failIsp(row.cmd, row.opt);
+        EXPECT_FALSE(row.call());
+        isp().clearFaults();
+        take();
+    }
+    // The zoom/focus record: the host's lock holds the lens commands back.
+    SensorZoomFocusParam record, back;
+    record.setLockZoomFocusEnable(true);
+    EXPECT_EQ(c.setSensorZoomFocusParam(record) + c.getSensorZoomFocusParam(back), 0);
+    EXPECT_TRUE(back.getLockZoomFocusEnable() && c.zoomIn() && c.focusFar());
+    EXPECT_TRUE(take().empty());
 }
 
 }  // namespace

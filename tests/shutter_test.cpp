@@ -1,13 +1,9 @@
 // Shutter stepping: the maximum shutter time by position in the library's list of values.
-#include <functional>
 #include <memory>
 #include <tuple>
 
-#include "ControllerPeer.h"
 #include "ModuleTest.h"
-#include "hostsim.h"
 
-using Peer = ISensorControllerTestPeer;
 using Strings = std::vector<std::string>;
 using Shown = std::tuple<bool, std::string, Strings, s32>;  // result, printed text, library calls, recorded value
 

@@ -51,8 +51,12 @@ std::vector<KeyVal> CameraTest::schemeFile(const std::string& modulePath) const
 
 void CameraTest::writeSchemeFile(const std::string& modulePath, const std::vector<KeyVal>& set) const
 {
-    writeFile(modulePath,
-              std::string(reinterpret_cast<const char*>(set.data()), set.size() * sizeof(KeyVal)));
+    writeFile(modulePath, raw(set));
+}
+
+std::string CameraTest::raw(const std::vector<KeyVal>& set)
+{
+    return std::string(reinterpret_cast<const char*>(set.data()), set.size() * sizeof(KeyVal));
 }
 
 std::vector<std::string> CameraTest::traced(const std::string& prefix)

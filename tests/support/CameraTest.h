@@ -39,6 +39,8 @@ protected:
     void writeSchemeFile(const std::string& modulePath, const std::vector<KeyVal>& set) const;
     // Lines of the trace that start with `prefix`.
     static std::vector<std::string> traced(const std::string& prefix);
+    // The bytes of a set, as its file holds them.
+    static std::string raw(const std::vector<KeyVal>& set);
 
     hostsim::SimVideoModule video_;
 };
