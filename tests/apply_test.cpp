@@ -1,12 +1,5 @@
 // Applying parameter sets: skips, cross-key rules, dispatch, failures and recording.
-#include <memory>
-#include <ostream>
-
 #include "ModuleTest.h"
-
-// Found by argument lookup from comparisons of whole sets.
-static bool operator==(const KeyVal& a, const KeyVal& b) { return a.key == b.key && a.value == b.value; }
-static void PrintTo(const KeyVal& kv, std::ostream* os) { *os << "{" << kv.key << "," << kv.value << "}"; }
 
 using namespace testsupport;
 using Set = std::vector<KeyVal>;
@@ -22,19 +15,10 @@ std::string row(const std::string& name, int key, int val, int cmd)
            kColorEnd;
 }
 
-class ApplyTest : public ModuleTest {
+class ApplyTest : public BareControllerTest {
 protected:
-    void SetUp() override
-    {
-        ModuleTest::SetUp();
-        ctl_->setVideoStreamModule(&video_);
-        Peer::buildTable(*ctl_);
-        Peer::curScheme(*ctl_) = 0;
-    }
-    void TearDown() override { Peer::releaseAll(*ctl_); ModuleTest::TearDown(); }
     // `users` user schemes and the factory set, all holding `set`.
-    void install(const Set& set, u32 users = 2) { Peer::installSets(*ctl_, std::vector<Set>(users + 1, set)); }
-    Set set(u32 scheme) { return Peer::set(*ctl_, scheme); }
+    void install(const Set& set, u32 users = 2) { BareControllerTest::install(std::vector<Set>(users + 1, set)); }
     // Applies the entries; out_ gets the console text with line numbers masked.
     int apply(Set entries, bool save = true)
     {
@@ -43,8 +27,6 @@ protected:
         return ret;
     }
 
-    hostsim::SimVideoModule video_;
-    std::unique_ptr<ISensorController> ctl_ = std::make_unique<ISensorController>();
     std::string out_;
 };
 

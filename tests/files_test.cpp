@@ -70,33 +70,6 @@ TEST_F(FilesTest, RecordsAreLittleEndianKeyThenValueAndReadsKeepTheUnreadTail)
     }
 }
 
-TEST_F(FilesTest, WholeFileReadsLengthsAndTheVersionFile)
-{
-    const std::string text = "/mnt/mtd/a.txt";
-    writeFile(text, "hello");
-    char buf[8] = "-------";
-    EXPECT_EQ(loadFromFile(text.c_str(), buf, 5), 5);
-    EXPECT_EQ(loadFromFile(text.c_str(), buf, 6), -1);
-    EXPECT_EQ(output([&] { EXPECT_EQ(loadFromFile("/mnt/none", buf, 1), -1); }), "");
-    EXPECT_EQ(std::string(buf), "hello--");
-    EXPECT_EQ(getFileLen(text.c_str()), 5);
-    EXPECT_EQ(output([&] { EXPECT_EQ(getFileLen("/mnt/none"), 0); }),
-              failed("SensorFile.cpp fun:getFileLen", "file.open(file_name)", "file_name(/mnt/none)"));
-
-    u32 version = 99;
-    EXPECT_EQ(output([&] { EXPECT_EQ(getVersion(&version), -1); }), "");
-    EXPECT_EQ(version, 99u);
-    writeFile(kVersion, "old version file");
-    EXPECT_EQ(output([&] { EXPECT_EQ(setVersion(0x00010203u), 0); }), "");
-    EXPECT_EQ(hex(readFile(kVersion)), "03 02 01 00");
-    // Only the first word counts; a short file is no version, though its bytes land in the caller's word.
-    for (const auto& c : {std::make_pair("\x08\0\0\0\xFF"s, 0), {"\x09\0\0"s, -1}}) {
-        writeFile(kVersion, c.first);
-        EXPECT_EQ(getVersion(&version), c.second);
-        EXPECT_EQ(version, (u32)c.first[0]);
-    }
-}
-
 TEST_F(FilesTest, MissingDirectoryRefusedOpensAndAFullDiskAreReportedNotFatal)
 {
     const std::string noDir = "/mnt/mtd/nodir/s.cfg";

@@ -1,6 +1,6 @@
 // What the module tests take from the simulated host without noticing if it broke: the root holds every
-// write, faults hit what they name, locks count their waits, held threads stay still, ISP faults hit the
-// calls they count, and text splitting keeps empty pieces.
+// write, faults hit what they name, locks count their waits, held threads stay still, and ISP faults hit the
+// calls they count.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -9,7 +9,6 @@
 #include "GThread.h"
 #include "PLFile.h"
 #include "PLMutex.h"
-#include "StringHandler.h"
 #include "ModuleTest.h"
 #include "hostsim.h"
 #include "sy_system.h"
@@ -85,18 +84,6 @@ TEST_F(HostSim, IspFaultsHitTheCallsTheyCount)
     EXPECT_EQ(results, (std::vector<int>{0, -5, -5, 0, -1, 0, -9, 0}));
     EXPECT_EQ(isp.value(0, 50), 4);
     EXPECT_FALSE(isp.hasValue(1, 50));
-}
-
-TEST(StringHandlerTest, SplitAppendsEveryPieceEmptyOnesIncluded)
-{
-    const struct { std::string text, separator; Strings pieces; } rows[] = {
-        {"a,,b", ",", {"old", "a", "", "b"}}, {",", ",", {"old", "", ""}}, {"a::b:", "::", {"old", "a", "b:"}}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        Strings out{"old"};
-        StringHandler::split(row.text, out, row.separator);
-        EXPECT_EQ(out, row.pieces);
-    }
 }
 
 }  // namespace

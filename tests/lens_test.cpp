@@ -1,5 +1,7 @@
-// Lens and light controls: the lens gate, zoom ratio, iris clamp, light exclusion and the heater's status word.
+// Lens and light controls: the lens gate, zoom ratio, iris clamp, light exclusion, the heater's status word, the
+// plain reads and writes, and the maximum shutter stepped by position in the library's list of values.
 #include <climits>
+#include <tuple>
 
 #include "ModuleTest.h"
 
@@ -19,12 +21,11 @@ using LensTest = ModuleTest;
 TEST_F(LensTest, ZoomRatioFollowsTheMagnificationTable)
 {
     Ctl c;
-    const int table[16] = {16384, 24576, 27264, 28672, 29056, 29440, 29728, 30016,
-                           30208, 30400, 30560, 30720, 30912, 31104, 31232, 31424};
-    // Between entries the ratio rounds up to the next thousandth; past 16x (or negative, as unsigned) it stays -7.
-    std::vector<std::pair<int, int>> cases = {{0, 1000},      {16385, 1001}, {20480, 1500}, {24577, 2001},
-                                              {31423, 15995}, {31425, -7},   {-1, -7}};
-    for (int i = 0; i < 16; ++i) cases.emplace_back(table[i], 1000 * (i + 1));
+    // At the table's magnifications, between them rounded up to the next thousandth; past 16x (or negative, as
+    // unsigned) it stays -7.
+    const std::pair<int, int> cases[] = {{0, 1000},     {16384, 1000},  {16385, 1001},  {20480, 1500}, {24576, 2000},
+                                         {24577, 2001}, {30016, 8000},  {31423, 15995}, {31424, 16000},
+                                         {31425, -7},   {-1, -7}};
     for (const auto& k : cases) {
         isp().setValue(0, 1568, k.first);
         int position = 0, ratio = -7;
@@ -158,6 +159,77 @@ TEST_F(LensTest, PassThroughsSendTheirCommandAndOption)
     EXPECT_EQ(c.setSensorZoomFocusParam(record) + c.getSensorZoomFocusParam(back), 0);
     EXPECT_TRUE(back.getLockZoomFocusEnable() && c.zoomIn() && c.focusFar());
     EXPECT_TRUE(take().empty());
+}
+
+// Steps from `from` (the library's value and the one recorded): the result, the printed text, the library
+// calls after the list query, and the value then recorded.
+using Shown = std::tuple<bool, std::string, Strings, s32>;
+struct Step {
+    const char* name;
+    std::vector<s32> list;
+    s32 from;
+    std::function<bool(ISensorController&)> action;
+    bool ok, applied;
+    Strings calls;
+    s32 recorded;
+};
+
+TEST_F(LensTest, ShutterStepsByPositionInTheListOfValues)
+{
+    Ctl c;
+    Peer::curScheme(c) = 0;
+    Peer::installSets(c, std::vector<std::vector<KeyVal>>(3, {{34, 50}, {49, 50}}));
+    isp().setDynamicCommands(0, {34, 49});
+    std::vector<s32> thirtyOne;
+    for (s32 v = 1; v <= 31; ++v) thirtyOne.push_back(v * 10);
+    int i = -1;
+    const auto get = [&](ISensorController& k) { return k.getShutterValue(i); };
+    const auto up = [](ISensorController& k) { return k.shutterUp(); };
+    const auto down = [](ISensorController& k) { return k.shutterDown(); };
+    const auto choose = [](int index) { return [index](ISensorController& k) { return k.setShutterValue(index); }; };
+    const std::vector<s32> four = {33, 40, 50, 100};
+    const std::string read = ia(49, 0, 1);
+    // At the ends the value in force is set again, which the recorded scheme skips; nothing is stepped from a
+    // value off the list; only the first thirty values can be chosen or stepped to.
+    const Step steps[] = {
+        {"get", four, 50, get, true, false, {read}, 50},
+        {"up", four, 50, up, true, true, {read, ia(49, 100)}, 100},
+        {"down", four, 50, down, true, true, {read, ia(49, 40)}, 40},
+        {"down to the start", four, 40, down, true, true, {read, ia(49, 33)}, 33},
+        {"up at the end", four, 100, up, true, true, {read}, 100},
+        {"down at the start", four, 33, down, true, true, {read}, 33},
+        {"choose 3", four, 33, choose(3), true, true, {ia(49, 100)}, 100},
+        {"choose 4", four, 33, choose(4), false, false, {}, 33},
+        {"choose -1", four, 33, choose(-1), false, false, {}, 33},
+        {"get off the list", four, 45, get, false, false, {read}, 45},
+        {"up off the list", four, 45, up, false, false, {read}, 45},
+        {"down off the list", four, 45, down, false, false, {read}, 45},
+        {"choose 29 of 31", thirtyOne, 10, choose(29), true, true, {ia(49, 300)}, 300},
+        {"choose 30 of 31", thirtyOne, 10, choose(30), false, false, {}, 10},
+        {"up at the thirtieth", thirtyOne, 300, up, true, true, {read}, 300},
+        {"get the thirty-first", thirtyOne, 310, get, false, false, {read}, 310},
+        {"get the twenty-ninth", thirtyOne, 290, get, true, false, {read}, 290},
+    };
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.name);
+        ia_dynamic_params_attr_st range{};
+        range.def_val = step.list[0], range.items_cnt = static_cast<s32>(step.list.size());
+        std::string printed = "cmd=49 DefaltParam=" + std::to_string(step.list[0]) + " strParamRange=";
+        for (size_t k = 0; k < step.list.size(); ++k) {
+            printed += (k ? " " : "") + std::to_string(range.item[k] = step.list[k]);
+        }
+        isp().setRange(0, 49, range);
+        isp().setValue(0, 49, step.from);
+        c.setKeyValToCache(0, 49, step.from, true);
+        take();
+        bool ok = false;
+        const std::string out = captureStdout([&] { ok = step.action(c); });
+        Strings calls = {ia(4112, "", 1), ia(49, "", 2)};
+        calls.insert(calls.end(), step.calls.begin(), step.calls.end());
+        EXPECT_EQ(Shown(ok, out, take(), Peer::set(c, 0)[1].value),
+                  Shown(step.ok, printed + "\n" + (step.applied ? "\n" : ""), calls, step.recorded));
+    }
+    EXPECT_EQ(i, 28);  // the position the last successful read found
 }
 
 }  // namespace

@@ -1,7 +1,4 @@
 // Saving the scheme in force, going back to its file, and re-sending single keys after lens and iris moves.
-#include <cstdlib>
-#include <memory>
-
 #include "ModuleTest.h"
 
 using namespace testsupport;
@@ -27,22 +24,17 @@ Set with(Set set, u32 key, s32 value)
     return set;
 }
 
-class RestoreTest : public ModuleTest {
+class RestoreTest : public BareControllerTest {
 protected:
     void SetUp() override
     {
-        ModuleTest::SetUp();
+        BareControllerTest::SetUp();
         writeFile(kDir + "keep", "");
-        ctl_ = std::make_unique<ISensorController>();
-        ctl_->setVideoStreamModule(&video_);
-        Peer::buildTable(*ctl_);
         std::vector<KeyVal> set;
         for (const auto& kv : kSet) set.push_back(KeyVal{kv.first, kv.second});
-        Peer::installSets(*ctl_, std::vector<std::vector<KeyVal>>(3, set));
-        Peer::keyValTmp(*ctl_) = static_cast<KeyVal*>(std::calloc(set.size(), sizeof(KeyVal)));
-        Peer::curScheme(*ctl_) = Peer::lastScheme(*ctl_) = 0;
+        install(std::vector<std::vector<KeyVal>>(3, set));
+        Peer::lastScheme(*ctl_) = 0;
     }
-    void TearDown() override { std::free(Peer::keyValTmp(*ctl_)), Peer::releaseAll(*ctl_), ModuleTest::TearDown(); }
     // The in-memory set of a scheme, as its file would hold it.
     std::string image(u32 scheme) { return std::string((const char*)Peer::userKeyVal(*ctl_)[scheme], kSet.size() * 8); }
     void put(u32 scheme, u32 key, s32 val) { ctl_->setKeyValToCache(scheme, key, (u32)val, true); }
@@ -53,8 +45,6 @@ protected:
         return ok;
     }
 
-    hostsim::SimVideoModule video_;
-    std::unique_ptr<ISensorController> ctl_;
     std::string out_;
 };
 
@@ -151,17 +141,6 @@ TEST_F(RestoreTest, RestoreResendsTheValueOfTheSchemeInForceWithoutRecording)
         EXPECT_EQ(ctl_->restoreAeMode(), !c.focusFails) << c.lens << c.thermal;
         EXPECT_EQ(take(), c.sent) << c.lens << c.thermal;
     }
-}
-
-TEST_F(RestoreTest, SetMirrorModeSavesTheSchemeOnlyWhenTheMirrorWasApplied)
-{
-    EXPECT_TRUE(ctl_->setMirrorMode(1));
-    EXPECT_EQ(take(), (Strings{"video ch=1 key=2384 val=1 ret=0", ia(2384, 1)}));
-    EXPECT_EQ(readFile(kFile0), bytes(with(kSet, 2384, 1)));
-    removeFile(kFile0);
-    failIsp(2384);
-    EXPECT_FALSE(ctl_->setMirrorMode(0));
-    EXPECT_FALSE(fileExists(kFile0));
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <future>
 #include <thread>
 
-#include "CameraTest.h"
+#include "ModuleTest.h"
 
 namespace {
 

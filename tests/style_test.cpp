@@ -1,4 +1,5 @@
-// The UI style: the model's diversity merged into it, and the rewrite by the image library's run-time ranges.
+// The UI style of a channel: the documents its device type and channel choose, the model's diversity merged
+// into them, the rewrite by the image library's run-time ranges, and the factory set read out of the result.
 #include <tinyxml.h>
 
 #include <cstring>
@@ -8,11 +9,98 @@
 
 #include "ModuleTest.h"
 #include "SensorFile.h"
+#include "SensorKeyVal.h"
+#include "sensor.h"
 
 using namespace testsupport;
 using Items = std::vector<s32>;
+using Pairs = std::vector<std::pair<u32, s32>>;
 
 namespace {
+
+std::string path(const std::string& name)
+{
+    const bool diversity = name.find("Div") != std::string::npos;
+    return "/hd1/moduleConfig/sensorConfig/style" + std::string(diversity ? "Diversity/" : "/") + name;
+}
+
+TEST(DetailFieldTest, FirstOccurrenceOfTheNameUpToTheNextClosingParenthesis)
+{
+    const struct { const char *detail, *field; int ret; u32 number; const char* text; } cases[] = {
+        {"(max_scheme=2)", "max_scheme", 0, 2, "2"},     {"", "max_scheme", -1, 77, ""},
+        {"(max_scheme2)", "max_scheme", -1, 77, ""},     {"(max_scheme=2", "max_scheme", -1, 77, ""},
+        {"(max_scheme=abc)", "max_scheme", 0, 0, "abc"}, {"(max_scheme2)(isInfrared=1)", "max_scheme", 0, 1, "1"},
+        {"(lensId=0)(old_max_scheme=3)(max_scheme=2)", "max_scheme", 0, 3, "3"}, {"(lensId=)(x=5)", "lensId", 0, 0, ""},
+        {"(v=123456789)", "v", 0, 123456789, "123456789"},
+        // Ten characters and more do not fit the 10-byte value buffers: nine are kept.
+        {"(v=1234567890123)", "v", 0, 123456789, "123456789"}, {"(s=IMX334ABCDEFGHIJ)", "s", 0, 0, "IMX334ABC"},
+    };
+    for (const auto& c : cases) {
+        u32 number = 77;
+        EXPECT_EQ(getDetailFieldTou32(c.detail, c.field, &number), c.ret) << c.detail;
+        EXPECT_EQ(number, c.number) << c.detail;
+        // The text reader writes the value's characters only: no terminator, nothing past them.
+        char text[16];
+        std::memset(text, '#', sizeof(text));
+        EXPECT_EQ(getDetailFieldToStr(c.detail, c.field, text), c.ret) << c.detail;
+        EXPECT_EQ(std::string(text, sizeof(text)), (c.text + std::string(16, '#')).substr(0, 16)) << c.detail;
+    }
+}
+
+class SysConfTest : public ModuleTest {
+protected:
+    void SetUp() override
+    {
+        ModuleTest::SetUp();
+        setDebugLevel(1);  // and the directory /tmp, where the merged style goes
+        // Each style names itself on its root; each diversity adds a tab naming itself.
+        for (const std::string kind : {"", "_dome", "_Thermal"}) {
+            writeFile(path("Style" + kind + ".xml"), "<s file=\"" + kind + "\"><tab key=\"t\"/></s>");
+            writeFile(path("StyleDiversity" + kind + ".xml"),
+                      R"(<m x="1"><AddAfter tab_key="t"><tab key=")" + kind + "\"/></AddAfter></m>");
+        }
+    }
+    void TearDown() override { uinitSysConf(&conf_), ModuleTest::TearDown(); }
+
+    std::string init(int channel, unsigned type)
+    {
+        writeFile("/mnt/mtd/code/factory_setting/machineinfo.ini", "deviceType=" + std::to_string(type) + "\n");
+        ModuleConfigure mc;
+        mc.setDetail("(x=1)");
+        uinitSysConf(&conf_);
+        return output([&] { EXPECT_EQ(initSysConf(channel, mc, &conf_), 0); });
+    }
+    // "style+diversity" by their kinds, as the merged style shows them.
+    std::string chosen() const
+    {
+        const std::string style = conf_.szUIStyle;
+        const size_t file = style.find("file=\"") + 6, added = style.find("<tab key=\"", style.find("\"t\"")) + 10;
+        return style.substr(file, style.find('"', file) - file) + "+" +
+               style.substr(added, style.find('"', added) - added);
+    }
+
+    SysConfig conf_{};
+};
+
+TEST_F(SysConfTest, DocumentsFollowDeviceTypeAndChannel)
+{
+    // Per device type, the documents of channels 1, 2 and 3: Standard, Dome or Thermal.
+    const std::pair<unsigned, const char*> cases[] = {
+        {1, "SSS"},  {8, "SSS"},  {9, "SSS"},  {11, "SSS"}, {15, "SSS"}, {16, "SSS"}, {18, "SSS"},  {22, "SSS"},
+        {13, "STS"}, {14, "STS"}, {17, "STS"}, {19, "DTD"}, {23, "DTD"}, {4, "DDD"},  {20, "DDD"},  {104, "DDD"},
+        {0, "DDD"},  {5, "DDD"},  {21, "DDD"}};  // unknown types: reported, then the dome documents
+    for (const auto& c : cases) {
+        for (int channel = 1; channel <= 3; ++channel) {
+            SCOPED_TRACE(testing::Message() << "type " << c.first << " channel " << channel);
+            const std::string out = init(channel, c.first);
+            EXPECT_EQ(out.find("machineinfo, devicetype(" + std::to_string(c.first) +
+                               ") error, must be 1 or 4 or 8 or 9 or 13\n") != std::string::npos,
+                      c.first == 0 || c.first == 5 || c.first == 21);
+            const char kind = c.second[channel - 1];
+            EXPECT_EQ(chosen(), kind == 'S' ? "+" : kind == 'D' ? "_dome+_dome" : "_Thermal+_Thermal");
+        }
+    }
+}
 
 std::string failedIn(const std::string& func, const std::string& cond) { return failed("SensorStyle.cpp fun:" + func, cond); }
 
@@ -214,30 +302,6 @@ TEST_F(StyleTest, ShutterAndFocusLimitsMayTakeTheirDefaultOrChoicesFromTheStyle)
         EXPECT_EQ(flat(dna("<s><t>" + param + choices(c.choices) + "</p></t></s>")), c.expected) << c.cmd << c.value;
         EXPECT_EQ(out_, c.console) << c.cmd << " " << c.value;
     }
-    // The style's own list: the record holds 64 choices, further ones are dropped.
-    Items many(70);
-    for (int i = 0; i < 70; ++i) many[i] = i + 1;
-    std::string kept = "49=5";
-    for (int i = 1; i <= 64; ++i) kept += (i == 1 ? "[" : ",") + std::to_string(i);
-    library({{49, 25, {6}}});
-    EXPECT_EQ(flat(dna(R"(<s><p id="49" value="205">)" + choices(many) + "</p></s>")), kept + "]");
-}
-
-// A hostile document cannot drive the element search into the stack: an element nested deeper than 256
-// levels below where the search starts is not found.
-TEST_F(StyleTest, ElementSearchStopsBelowDepth256)
-{
-    for (int depth : {256, 257}) {
-        SCOPED_TRACE(depth);
-        std::string xml;
-        for (int i = 0; i < depth; ++i) xml = "<g>" + xml + "</g>";
-        xml.insert(3 * depth, "<p id=\"34\" value=\"7\"/>");  // inside the innermost "<g>"
-        TiXmlDocument doc;
-        doc.Parse(xml.c_str());
-        int value = -1;
-        EXPECT_EQ(getDnaValbyCmdId(doc.RootElement(), 34, value), 0);
-        EXPECT_EQ(value, depth == 256 ? 7 : -1);
-    }
 }
 
 TEST_F(StyleTest, FailedQueriesLeaveTheRecordAsItWasAndTheListIsBounded)
@@ -267,6 +331,79 @@ TEST_F(StyleTest, FailedQueriesLeaveTheRecordAsItWasAndTheListIsBounded)
         dna(style);
         EXPECT_EQ(take().size(), count < 0 ? 1u : 17u) << count;
     }
+}
+
+class FactoryTest : public ModuleTest {
+protected:
+    // The factory set, read into a heap block of exactly 160 entries so that a write past it is caught.
+    Pairs factory(std::string style, bool showWdr = false)
+    {
+        KeyVal* set = static_cast<KeyVal*>(std::malloc(SENSOR_FCT_KEYVAL_MAX * sizeof(KeyVal)));
+        u32 count = 999;
+        out_ = output([&] { EXPECT_EQ(getFctData(1, &style[0], set, &count, showWdr), 0); });
+        Pairs pairs;
+        for (u32 i = 0; i < count && i < SENSOR_FCT_KEYVAL_MAX; ++i) pairs.emplace_back(set[i].key, set[i].value);
+        std::free(set);
+        return pairs;
+    }
+    std::string out_;
+};
+
+TEST_F(FactoryTest, EveryElementWithIdAndValueIsAnEntryAndTheSetHasRoomFor160)
+{
+    const std::string style = R"(<s><g><p id="34" value="50"/><p id="2337" value="128"/></g><p id="7"><p id="8" )"
+                              R"(value="12abc"/></p><p value="3"/><p id="34" value="-5"><o id="9" value="1"/>)"
+                              R"(</p><p id="10" value="1"/><p id="11" value="2"/></s>)";
+    const Pairs all = {{34, 50}, {2337, 128}, {8, 12}, {34, -5}, {9, 1}, {10, 1}, {11, 2}};
+    g_bShoWBeawayFalg = false;
+    EXPECT_EQ(factory(style), all);
+    EXPECT_EQ(factory(style, true), (Pairs{all[0], all[1], all[2], all[3], all[4], all[6]}));
+    g_bShoWBeawayFalg = true;
+    EXPECT_EQ(factory(style, true), Pairs(all.begin(), all.end() - 2));
+    EXPECT_EQ(out_, "");
+    EXPECT_EQ(factory(""), Pairs{});
+    EXPECT_EQ(out_, failed("SensorStyle.cpp fun:getDnaStyle", "objStyleXmlDoc.LoadMem(szStyle, TIXML_ENCODING_UTF8)") +
+                        failed("SensorStyle.cpp fun:getFctData",
+                               "objDnaStyleDoc.LoadMem(strDnaStyle.c_str(), TIXML_ENCODING_UTF8)"));
+
+    std::string many = "<s>";
+    for (int i = 0; i < 170; ++i) {
+        many += "<p id=\"" + std::to_string(1000 + i) + "\" value=\"" + std::to_string(i) + "\"/>";
+    }
+    const Pairs set = factory(many + "</s>");
+    ASSERT_EQ(set.size(), 160u);
+    EXPECT_EQ(set.back(), std::make_pair(1159u, 159));
+    EXPECT_EQ(out_, failed("SensorStyle.cpp fun:getFctData",
+                           "SNS_SUCCESS == style2KeyVal(pRootNode, p_pKeyVal, p_pnKeyValNum)", "p_pnKeyValNum(160)\n"));
+}
+
+TEST_F(FactoryTest, CorrectionTouchesOnlyTheFirstEntryOfEachListedKey)
+{
+    hostsim::SimIsp& isp = hostsim::SimIsp::instance();
+    ia_dynamic_params_attr_st shutter{};
+    shutter.items_cnt = 3, shutter.item[0] = 6, shutter.item[1] = 12, shutter.item[2] = 25;
+    isp.setRange(1, 49, shutter);
+    isp.setDynamicCommands(1, {49, 82});
+    std::vector<KeyVal> set = {{34, 50}, {49, 7}, {49, 7}};
+    EXPECT_EQ(output([&] { EXPECT_EQ(keyval_correct(1, set.data(), 3), 0); }), colorPrefix(0) +
+              "[sensor assert] file:SensorKeyVal.cpp fun:keyval_correct line:#\ncmd_list[1]=82\n" + kColorEnd);
+    EXPECT_EQ(Pairs({{set[0].key, set[0].value}, {set[1].key, set[1].value}, {set[2].key, set[2].value}}),
+              Pairs({{34, 50}, {49, 6}, {49, 7}}));
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1, 0, 1), ia(49, 7, 3, 0, 1)}));
+
+    // A refused correction is reported and the walk goes on.
+    isp.setDynamicCommands(1, {49, 34});
+    isp.addFault(hostsim::IspFault{1, 49, 3, 0, 1, -1});
+    EXPECT_EQ(output([&] { EXPECT_EQ(keyval_correct(1, set.data(), 3), 0); }),
+              failed("SensorKeyVal.cpp fun:keyval_correct", "SNS_SUCCESS == ia_ioctrl_v2(p_nChannel_id, (ia_cmd_e)"
+                     "p_pKeyval[index].key, IA_CMD_OPT_CORRECT_PARAM, &p_pKeyval[index].value)"));
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1, 0, 1), ia(49, 6, 3, -1, 1), ia(34, 50, 3, 0, 1)}));
+    // No list, nothing to correct; no set, -1.
+    isp.setDynamicCommands(1, {});
+    EXPECT_EQ(keyval_correct(1, set.data(), 3), 0);
+    EXPECT_EQ(take(), Strings{ia(4112, "", 1, 0, 1)});
+    EXPECT_EQ(output([&] { EXPECT_EQ(keyval_correct(1, nullptr, 3), -1); }),
+              failed("SensorKeyVal.cpp fun:keyval_correct", "NULL != p_pKeyval"));
 }
 
 }  // namespace

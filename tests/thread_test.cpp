@@ -2,7 +2,7 @@
 #include <atomic>
 #include <thread>
 
-#include "CameraTest.h"
+#include "ModuleTest.h"
 
 namespace {
 

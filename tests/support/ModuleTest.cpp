@@ -1,10 +1,13 @@
-// Test fixtures, camera-root files and the expected texts of reports and library calls.
+// Test fixtures, camera roots and their files, and the expected texts of reports and library calls.
 #include "ModuleTest.h"
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
+
+#include "MachineInfo.h"
 
 namespace testsupport {
 
@@ -22,14 +25,6 @@ void writeFile(const std::string& modulePath, const std::string& bytes)
     const fs::path path(hostsim::mapPath(modulePath));
     fs::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-bool fileExists(const std::string& modulePath) { return fs::exists(hostsim::mapPath(modulePath)); }
-
-void removeFile(const std::string& modulePath)
-{
-    std::error_code ec;
-    fs::remove(hostsim::mapPath(modulePath), ec);
 }
 
 Strings listDir(const std::string& modulePath)
@@ -89,15 +84,80 @@ void ModuleTest::TearDown()
     HostTest::TearDown();
 }
 
+void BareControllerTest::SetUp()
+{
+    ModuleTest::SetUp();
+    ctl_ = std::make_unique<ISensorController>();  // it reads the machine information of this root
+    ctl_->setVideoStreamModule(&video_);
+    Peer::buildTable(*ctl_);
+    Peer::curScheme(*ctl_) = 0;
+}
+
+void BareControllerTest::TearDown()
+{
+    std::free(Peer::keyValTmp(*ctl_));
+    Peer::keyValTmp(*ctl_) = Peer::keyValWork(*ctl_) = nullptr;
+    Peer::releaseAll(*ctl_);
+    ctl_.reset();
+    ModuleTest::TearDown();
+}
+
+void BareControllerTest::install(const std::vector<std::vector<KeyVal>>& sets)
+{
+    Peer::installSets(*ctl_, sets);
+    std::free(Peer::keyValTmp(*ctl_));
+    Peer::keyValTmp(*ctl_) = static_cast<KeyVal*>(std::calloc(sets.empty() ? 1 : sets[0].size(), sizeof(KeyVal)));
+}
+
+void CameraTest::install(const std::string& camera)
+{
+    std::string error;
+    ASSERT_TRUE(hostsim::installProfile(std::string(SENSOR_PROFILES_DIR) + "/" + camera, rootDir(), error)) << error;
+    ASSERT_TRUE(hostsim::loadSimProfile(rootDir() + "/sim.ini", video_, error)) << error;
+}
+
+ModuleConfigure CameraTest::config(int channel) const
+{
+    MachineInfo info;
+    SystemInfoParser::parseMachineInfo(SENSOR_MACHINE_INFO_FILE, info);
+    std::vector<ModuleConfigure> list;
+    ModuleConfigureParser::parse("/hd1/moduleConfig/moduleConfig.xml", info.getHardwareModel(),
+                                 info.getHardwareCode(), list);
+    if (list.empty()) return ModuleConfigure();
+    return static_cast<std::size_t>(channel) <= list.size() ? list[channel - 1] : list[0];
+}
+
+Started CameraTest::start(int channel, const ModuleConfigure& configure)
+{
+    Started controller(new ISensorController);
+    controller->setChannelID(channel);
+    controller->setVideoStreamModule(&video_);
+    controller->init(configure);
+    return controller;
+}
+
+std::vector<KeyVal> CameraTest::schemeFile(const std::string& modulePath) const
+{
+    const std::string bytes = readFile(modulePath);
+    std::vector<KeyVal> set(bytes.size() / sizeof(KeyVal));
+    std::memcpy(set.data(), bytes.data(), set.size() * sizeof(KeyVal));
+    return set;
+}
+
+Strings CameraTest::traced(const std::string& prefix)
+{
+    Strings out;
+    for (const std::string& line : hostsim::trace()) {
+        if (line.compare(0, prefix.size(), prefix) == 0) out.push_back(line);
+    }
+    return out;
+}
+
 std::string ModuleTest::maskLineNumbers(const std::string& text)
 {
     static const std::regex kLine("line:[0-9]+");
     return std::regex_replace(text, kLine, "line:#");
 }
-
-const char* const kColorEnd = "\033[0m";
-
-std::string colorPrefix(int color) { return "\033[0m\033[" + std::to_string(color) + "m"; }
 
 std::string failed(const std::string& where, const std::string& cond, const std::string& message)
 {
@@ -112,8 +172,6 @@ std::string ia(u32 cmd, const std::string& in, u32 opt, int ret, int channel)
            " in=[" + in + "] ret=" + std::to_string(ret);
 }
 
-std::string ia(u32 cmd, s32 in, u32 opt, int ret, int channel) { return ia(cmd, std::to_string(in), opt, ret, channel); }
-
 std::string video(int key, int value, int ret, int channel)
 {
     return "video ch=" + std::to_string(channel) + " key=" + std::to_string(key) + " val=" + std::to_string(value) +
@@ -125,11 +183,6 @@ Strings take()
     Strings lines = hostsim::trace();
     hostsim::clearTrace();
     return lines;
-}
-
-void failIsp(std::int64_t cmd, std::int64_t option, int result)
-{
-    hostsim::SimIsp::instance().addFault({-1, cmd, option, 0, -1, result});
 }
 
 }  // namespace testsupport

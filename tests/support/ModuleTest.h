@@ -6,13 +6,21 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
+#include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "ControllerPeer.h"
 #include "ISensorController.h"
+#include "ModuleConfigure.h"
 #include "hostsim.h"
+
+// Whole sets compare and print in test expectations.
+inline bool operator==(const KeyVal& a, const KeyVal& b) { return a.key == b.key && a.value == b.value; }
+inline void PrintTo(const KeyVal& kv, std::ostream* os) { *os << "{" << kv.key << "," << kv.value << "}"; }
 
 namespace testsupport {
 
@@ -21,8 +29,12 @@ using Strings = std::vector<std::string>;
 // Files of the camera root, by the module's absolute paths.
 std::string readFile(const std::string& modulePath);
 void writeFile(const std::string& modulePath, const std::string& bytes);
-bool fileExists(const std::string& modulePath);
-void removeFile(const std::string& modulePath);
+inline bool fileExists(const std::string& modulePath) { return std::filesystem::exists(hostsim::mapPath(modulePath)); }
+inline void removeFile(const std::string& modulePath)
+{
+    std::error_code ec;
+    std::filesystem::remove(hostsim::mapPath(modulePath), ec);
+}
 Strings listDir(const std::string& modulePath);
 std::string hex(const std::string& bytes);
 
@@ -60,20 +72,71 @@ protected:
     static std::string maskLineNumbers(const std::string& text);
 };
 
+// A controller that was never started: the key-command table, scheme 0 in force, the video module attached.
+// install() lays sets out as init does (the last is the factory set), with a scratch set as long as one.
+class BareControllerTest : public ModuleTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    void install(const std::vector<std::vector<KeyVal>>& sets);
+    std::vector<KeyVal> set(u32 scheme) { return Peer::set(*ctl_, scheme); }
+
+    hostsim::SimVideoModule video_;
+    std::unique_ptr<ISensorController> ctl_;
+};
+
+// A started controller is taken down as the host does: uinit, then delete.
+struct UinitThenDelete {
+    void operator()(ISensorController* controller) const { controller->uinit(), delete controller; }
+};
+using Started = std::unique_ptr<ISensorController, UinitThenDelete>;
+
+// Tests on a bundled simulated camera: its root, its simulated library and video module.
+class CameraTest : public ModuleTest {
+protected:
+    // Makes the test root a camera of the named profile and loads its simulator settings.
+    void install(const std::string& camera);
+    // The module configuration of a channel as the host reads it from the root (its entry, or the first).
+    ModuleConfigure config(int channel) const;
+    // Constructs, sets channel and video module and runs init, as the host does.
+    Started start(int channel = 1) { return start(channel, config(channel)); }
+    Started start(int channel, const ModuleConfigure& configure);
+    // A parameter file as the set it holds, and a set as its file's bytes.
+    std::vector<KeyVal> schemeFile(const std::string& modulePath) const;
+    void writeSchemeFile(const std::string& modulePath, const std::vector<KeyVal>& set) const
+    {
+        writeFile(modulePath, raw(set));
+    }
+    static std::string raw(const std::vector<KeyVal>& set)
+    {
+        return std::string(reinterpret_cast<const char*>(set.data()), set.size() * sizeof(KeyVal));
+    }
+    // Lines of the trace that start with `prefix`.
+    static Strings traced(const std::string& prefix);
+
+    hostsim::SimVideoModule video_;
+};
+
 // Console prefix of a report or trace in the given colour, and the end of one.
-std::string colorPrefix(int color);
-extern const char* const kColorEnd;
+inline std::string colorPrefix(int color) { return "\033[0m\033[" + std::to_string(color) + "m"; }
+const char* const kColorEnd = "\033[0m";
 // Console text of one failed check with its line masked; `where` is "File.cpp fun:name".
 std::string failed(const std::string& where, const std::string& cond, const std::string& message = "");
 
 // One library call and one video notification as the trace shows them; `in` is the words handed in.
 std::string ia(u32 cmd, const std::string& in, u32 opt = 0, int ret = 0, int channel = 0);
-std::string ia(u32 cmd, s32 in, u32 opt = 0, int ret = 0, int channel = 0);
+inline std::string ia(u32 cmd, s32 in, u32 opt = 0, int ret = 0, int channel = 0)
+{
+    return ia(cmd, std::to_string(in), opt, ret, channel);
+}
 std::string video(int key, int value, int ret = 0, int channel = 1);
 // The trace so far; it is cleared.
 Strings take();
 // Every later call of the command (any command: -1) with that option (any: -1) fails with `result`.
-void failIsp(std::int64_t cmd, std::int64_t option = -1, int result = -1);
+inline void failIsp(std::int64_t cmd, std::int64_t option = -1, int result = -1)
+{
+    hostsim::SimIsp::instance().addFault({-1, cmd, option, 0, -1, result});
+}
 
 }  // namespace testsupport
 
