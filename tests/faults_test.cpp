@@ -1,7 +1,7 @@
 // The channel facing a failing library, a refusing video module and a failing flash: every operation
 // answers, reports what failed and leaves the parameter sets, and what the user saved, whole. (A start
 // over every library call failing in turn also covers a switch stopped by a refused value.)
-#include "ModuleTest.h"
+#include "CameraTest.h"
 
 namespace {
 
@@ -63,7 +63,9 @@ TEST_F(FaultTest, AnyOneLibraryCallFailingDuringAStartLeavesAWorkingChannel)
         if (failing.option == IA_CMD_OPT_SET) {
             // A refused value stops the switch; what the channel holds is untouched.
             EXPECT_TRUE(sets(*c) == referenceSets);
-            if (n != mirrorResend + 1) EXPECT_NE(out.find("~~~Assertion failed."), std::string::npos) << out;
+            if (n != mirrorResend + 1) {
+                EXPECT_NE(out.find("~~~Assertion failed."), std::string::npos) << out;
+            }
         } else if (failing.cmd == IA_CMD_DYNAMIC_PARAMS_CMDS_GET || failing.option == IA_CMD_OPT_GET_PARAM_RNAGE) {
             EXPECT_NE(out.find("fun:getDnaStyle"), std::string::npos) << out;
         }

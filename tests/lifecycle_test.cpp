@@ -1,5 +1,5 @@
 // Start-up, shutdown and factory reset of a channel on the bundled simulated cameras.
-#include "ModuleTest.h"
+#include "CameraTest.h"
 #include "SensorDebug.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <future>
 #include <thread>
 
-#include "ModuleTest.h"
+#include "CameraTest.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <atomic>
 #include <thread>
 
-#include "ModuleTest.h"
+#include "CameraTest.h"
 
 namespace {
 
