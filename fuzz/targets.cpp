@@ -1,5 +1,8 @@
 // Fuzz targets of the module's parsers: every text the host, a file or the network hands the module.
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -9,6 +12,9 @@
 
 #include "FuzzTargets.h"
 #include "ISensorController.h"
+#include "controls.h"
+#include "onvif.h"
+#include "security.h"
 #include "ModuleConfigure.h"
 #include "SensorDebug.h"
 #include "SensorFile.h"
@@ -237,6 +243,64 @@ int parameterText(const std::uint8_t* data, std::size_t size)
     return 0;
 }
 
+// The ONVIF services over the started channel, with a clock that moves a
+// millisecond per wrapped request so that every token is fresh.
+struct Soap : sensorhost::CameraService {
+    Soap() { sensorhost::ControlSet::build(startedChannel(), controls_, error_); }
+    int channelCount() const override { return 1; }
+    int schemeCount(int) const override { return 4; }
+    ISensorController& controller(int) override { return startedChannel(); }
+    std::shared_ptr<const sensorhost::ControlSet> controls(int) override
+    {
+        return std::shared_ptr<const sensorhost::ControlSet>(&controls_, [](const sensorhost::ControlSet*) {});
+    }
+    sensorhost::DeviceInfo device() const override { return {"fuzz", "fuzz", "fuzz", "fuzz", "fuzz"}; }
+
+    sensorhost::ControlSet controls_;
+    std::string error_;
+    std::int64_t tick = 1795435200000;
+    sensorhost::onvif::Service service{*this, {{"admin", "admin"}}, [this] {
+                                           return std::chrono::system_clock::time_point(std::chrono::milliseconds(tick));
+                                       }};
+};
+
+Soap& soap()
+{
+    static Soap instance;
+    return instance;
+}
+
+// The first byte picks the service path and, with bit 7, wraps the rest as the
+// body of an envelope with a valid token: the parser, routing and credentials
+// see whole requests, the actions and the settings reader see their bodies.
+int soapRequest(const std::uint8_t* data, std::size_t size)
+{
+    if (size == 0) return 0;
+    Soap& camera = soap();
+    const std::vector<std::string>& paths = sensorhost::onvif::paths();
+    std::string body = text(data + 1, size - 1);
+    if ((data[0] & 0x80) != 0) {
+        const std::time_t seconds = static_cast<std::time_t>(++camera.tick / 1000);
+        std::tm utc{};
+        ::gmtime_r(&seconds, &utc);
+        char created[64];
+        std::snprintf(created, sizeof(created), "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900,
+                      utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
+                      static_cast<int>(camera.tick % 1000));
+        const std::string nonce = std::to_string(camera.tick);
+        body = "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\"><s:Header><Security xmlns=\""
+               "http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-wssecurity-secext-1.0.xsd\"><UsernameToken>"
+               "<Username>admin</Username><Password Type=\"#PasswordDigest\">" +
+               sensorhost::onvif::passwordDigest(nonce, created, "admin") + "</Password><Nonce>" +
+               sensorhost::onvif::encodeBase64(nonce) + "</Nonce><Created>" + created +
+               "</Created></UsernameToken></Security></s:Header><s:Body>" + body + "</s:Body></s:Envelope>";
+    }
+    camera.service.handle(paths[(data[0] & 0x7f) % paths.size()], body, "fuzz");
+    hostsim::SimIsp::instance().clearCalls();
+    hostsim::clearTrace();
+    return 0;
+}
+
 }  // namespace
 
 const std::map<std::string, Target>& targets()
@@ -245,6 +309,7 @@ const std::map<std::string, Target>& targets()
         {"pair_list", &pairList},       {"key_list", &keyList},       {"detail_field", &detailField},
         {"debug_sign", &debugSign},     {"fov_file", &fovFile},       {"scheme_file", &schemeFile},
         {"style_merge", &styleMerge},   {"dynamic_style", &dynamicStyle}, {"parameter_text", &parameterText},
+        {"soap_request", &soapRequest},
     };
     ensureRoot();
     return all;
@@ -254,6 +319,7 @@ void prepare(const std::string& name)
 {
     targets();
     if (name == "parameter_text") startedChannel();
+    if (name == "soap_request") soap();
 }
 
 }  // namespace sensorfuzz

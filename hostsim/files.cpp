@@ -1,7 +1,9 @@
 // Simulated camera file system: the root every absolute path lands under, the full-disk and open-fault switches, and PLFile.
 #include <errno.h>
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
@@ -11,6 +13,7 @@
 #include <vector>
 
 #include "PLFile.h"
+#include "flash.h"
 #include "hostsim.h"
 
 namespace hostsim {
@@ -86,6 +89,66 @@ bool readLine(FILE* file, std::string& line)
     return any;
 }
 
+std::string parentOf(const std::string& path) { return path.substr(0, path.find_last_of('/')); }
+
+// Where fopen could create or rewrite the file: an existing file that is not a
+// directory, else a directory we may write into.
+bool writablePlace(const std::string& path)
+{
+    struct stat st;
+    if (::stat(path.c_str(), &st) == 0) return !S_ISDIR(st.st_mode) && ::access(path.c_str(), W_OK) == 0;
+    const std::string dir = parentOf(path);
+    return ::stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && ::access(dir.c_str(), W_OK | X_OK) == 0;
+}
+
+bool readWhole(const std::string& path, std::string& bytes)
+{
+    FILE* file = fopen(path.c_str(), "rb");
+    if (file == NULL) return false;
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof(buffer), file)) > 0) bytes.append(buffer, n);
+    const bool ok = ferror(file) == 0;
+    fclose(file);
+    return ok;
+}
+
+// Replaces a file whole, so that a power cut leaves the old or the new bytes:
+// the new ones go to a temporary beside it, which is synced and renamed over
+// the file, and the directory is synced to make the rename stay. Bytes the
+// file already holds are not written again: flash wears with every write.
+// Under a root the flash model stands in for the syncs; the development
+// machine's own disk would only make every save cost milliseconds.
+void replaceFile(const std::string& path, const std::string& bytes)
+{
+    std::string current;
+    if (readWhole(path, current) && current == bytes) return;
+    const bool realDisk = root().empty();
+    const std::string temporary = detail::temporaryOf(path);
+    detail::flashOpen(temporary, true);
+    FILE* file = fopen(temporary.c_str(), "wb");
+    if (file == NULL) return;
+    detail::flashWrite(temporary, 0, bytes);
+    bool written = fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && fflush(file) == 0;
+    detail::flashSync(temporary);
+    if (realDisk) written = written && fsync(fileno(file)) == 0;
+    fclose(file);
+    detail::flashRename(temporary, path);
+    if (!written || ::rename(temporary.c_str(), path.c_str()) != 0) {
+        ::remove(temporary.c_str());
+        return;
+    }
+    const std::string dir = parentOf(path);
+    detail::flashSyncDir(dir);
+    if (realDisk) {
+        const int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY);
+        if (fd >= 0) {
+            fsync(fd);
+            ::close(fd);
+        }
+    }
+}
+
 }  // namespace
 
 namespace detail {
@@ -125,9 +188,13 @@ bool openFaulted(const char* modulePath, int fault)
 
 void setRoot(const std::string& root)
 {
-    RootState& state = rootState();
-    std::lock_guard<std::mutex> lock(state.mutex);
-    state.root = RootState::trimmedRoot(root);
+    {
+        RootState& state = rootState();
+        std::lock_guard<std::mutex> lock(state.mutex);
+        state.root = RootState::trimmedRoot(root);
+    }
+    // The camera under the new root starts up.
+    detail::startFlash();
 }
 
 std::string root()
@@ -169,7 +236,16 @@ void clearOpenFaults()
 
 }  // namespace hostsim
 
-PLFile::PLFile() : m_pFile(NULL) {}
+// A file opened for writing: where it lies and, for a file replaced whole at
+// close, the bytes written so far.
+struct PLFile::Writer {
+    std::string strPath;
+    bool bReplace;
+    bool bRefused;  // a write fell short (the flash is full): the file keeps its old bytes
+    std::string strBytes;
+};
+
+PLFile::PLFile() : m_pFile(NULL), m_pWriter(NULL) {}
 
 PLFile::~PLFile() { close(); }
 
@@ -187,9 +263,19 @@ bool PLFile::open(const char* p_szName, unsigned int p_nMode)
     }
 
     const std::string strPath = hostsim::mapPath(p_szName);
+    const bool bTruncate = (p_nMode & modeWrite) != 0 && (p_nMode & modeTruncate) != 0 && (p_nMode & modeAppend) == 0;
+    if (bWrite) {
+        if (!hostsim::writablePlace(strPath)) return false;
+        // A whole-file write (the module's only kind) is kept until close and
+        // then replaces the file in one piece.
+        const bool bReplace = bTruncate && !bRead && hostsim::detail::atomicCommit();
+        m_pWriter = new Writer{strPath, bReplace, false, std::string()};
+        if (bReplace) return true;
+        hostsim::detail::flashOpen(strPath, bTruncate);
+    }
     if ((p_nMode & modeAppend) != 0) {
         m_pFile = fopen(strPath.c_str(), bRead ? "a+b" : "ab");
-    } else if ((p_nMode & modeWrite) != 0 && (p_nMode & modeTruncate) != 0) {
+    } else if (bTruncate) {
         m_pFile = fopen(strPath.c_str(), bRead ? "w+b" : "wb");
     } else if ((p_nMode & modeWrite) != 0) {
         // Rewriting in place keeps what lies beyond the new bytes; only a
@@ -201,10 +287,11 @@ bool PLFile::open(const char* p_szName, unsigned int p_nMode)
     } else {
         m_pFile = fopen(strPath.c_str(), "rb");
     }
+    if (m_pFile == NULL) close();
     return m_pFile != NULL;
 }
 
-bool PLFile::isOpen() const { return m_pFile != NULL; }
+bool PLFile::isOpen() const { return m_pFile != NULL || m_pWriter != NULL; }
 
 int PLFile::read(char* p_pBuffer, unsigned int p_nLength)
 {
@@ -216,16 +303,28 @@ int PLFile::read(char* p_pBuffer, unsigned int p_nLength)
 
 int PLFile::write(char* p_pBuffer, unsigned int p_nLength)
 {
-    if (m_pFile == NULL) return -1;
+    if (!isOpen()) return -1;
     if (p_nLength == 0) return 0;
-    if (p_pBuffer == NULL) return -1;
+    if (p_pBuffer == NULL) {
+        if (m_pWriter != NULL) m_pWriter->bRefused = true;
+        return -1;
+    }
     const std::int64_t nGranted = hostsim::reserveSpace(p_nLength);
+    if (m_pWriter != NULL && m_pWriter->bReplace) {
+        m_pWriter->strBytes.append(p_pBuffer, static_cast<size_t>(nGranted));
+        m_pWriter->bRefused = m_pWriter->bRefused || nGranted < p_nLength;
+        return static_cast<int>(nGranted);
+    }
     size_t nWritten = 0;
     if (nGranted > 0) {
         nWritten = fwrite(p_pBuffer, 1, static_cast<size_t>(nGranted), m_pFile);
         // Readers through other handles (and getLength) see the bytes at once,
         // as they would on the camera's unbuffered flash writes.
         fflush(m_pFile);
+        if (m_pWriter != NULL && nWritten > 0) {
+            hostsim::detail::flashWrite(m_pWriter->strPath, static_cast<size_t>(ftell(m_pFile)) - nWritten,
+                                        std::string(p_pBuffer, nWritten));
+        }
     }
     hostsim::returnSpace(nGranted - static_cast<std::int64_t>(nWritten));
     return static_cast<int>(nWritten);
@@ -233,6 +332,7 @@ int PLFile::write(char* p_pBuffer, unsigned int p_nLength)
 
 INT64 PLFile::getLength()
 {
+    if (m_pWriter != NULL && m_pWriter->bReplace) return static_cast<INT64>(m_pWriter->strBytes.size());
     if (m_pFile == NULL) return 0;
     fflush(m_pFile);
     struct stat st;
@@ -261,6 +361,11 @@ void PLFile::close()
     if (m_pFile != NULL) {
         fclose(m_pFile);
         m_pFile = NULL;
+    }
+    if (m_pWriter != NULL) {
+        if (m_pWriter->bReplace && !m_pWriter->bRefused) hostsim::replaceFile(m_pWriter->strPath, m_pWriter->strBytes);
+        delete m_pWriter;
+        m_pWriter = NULL;
     }
 }
 

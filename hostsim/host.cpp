@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "flash.h"
 #include "hostsim.h"
 
 namespace hostsim {
@@ -59,6 +60,7 @@ void resetAll()
     setDiskSpace(-1);
     clearOpenFaults();
     setThreadsHeld(false);
+    detail::resetFlash();
 }
 
 }  // namespace hostsim

@@ -35,6 +35,34 @@ enum OpenFault { kFailRead = 1, kFailWrite = 2 };
 void setOpenFault(const std::string& modulePath, int faults);
 void clearOpenFaults();
 
+// ---------------------------------------------------------------- flash
+// Everything under /mnt/mtd is flash: a change is durable only once synced
+// (written data when its file is synced; a creation, rename or unlink when
+// its directory is). PLFile opened with modeWrite | modeTruncate keeps the
+// bytes until close and then writes nothing when the file already holds
+// them, else writes "<name>.tmp", syncs it, renames it over the file and syncs
+// the directory. setAtomicCommit(false) rewrites the file in place, unsynced,
+// as the writes come: only for tests that show what that loses.
+void setAtomicCommit(bool on);
+// Writes that reached the flash: PLFile writes and error-log entries.
+std::uint64_t flashWrites();
+// Numbered steps so far: each write, sync and rename through PLFile and each
+// file a shell command deleted.
+std::uint64_t flashSteps();
+// The power fails just before the given step: that step and everything after
+// it stay off the flash. 0: no cut.
+void setPowerCut(std::uint64_t step);
+// What a cut does to the changes not yet durable.
+enum class PowerLoss {
+    DropUnsynced,  // all lost
+    KeepUnsynced,  // all kept
+    TearUnsynced,  // entry changes kept (reaching the flash before the data), each write only its first half
+};
+// Power on again after a cut: the flash keeps only what was durable and what
+// `loss` lets through, /tmp (memory) is empty and temporaries left by a
+// replacement are removed, as at every start of the host (setRoot too).
+void reboot(PowerLoss loss);
+
 // ---------------------------------------------------------------- clock
 enum class ClockMode { Real, Simulated };
 
@@ -46,8 +74,9 @@ void setTimeOfDay(int hour, int minute, int second = 0);
 void advanceSeconds(std::int64_t seconds);
 // Seconds since the epoch of the simulated clock.
 std::int64_t simulatedEpochSeconds();
-// In simulated mode PeloraTime::wait does not sleep for real (a short yield
-// only); it records the duration and, when auto-advance is on, moves the clock.
+// In simulated mode PeloraTime::wait does not sleep for real (a millisecond's
+// yield while the threads run, a bare yield while they are held); it records
+// the duration and, when auto-advance is on, moves the clock.
 void setAutoAdvance(bool on);
 struct SleepRecord {
     long seconds;
@@ -237,7 +266,8 @@ bool loadSimProfile(const std::string& simIniPath, SimVideoModule& video, std::s
 
 // ---------------------------------------------------------------- whole host
 // Everything back to its initial state (root excepted): simulated clock at
-// 2026-01-01 12:00:00, no auto-advance, empty ISP, no faults, empty trace.
+// 2026-01-01 12:00:00, no auto-advance, empty ISP, no faults, empty trace,
+// atomic commits and no power cut.
 void resetAll();
 
 }  // namespace hostsim

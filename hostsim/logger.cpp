@@ -20,6 +20,7 @@
 #include <string>
 
 #include "PLLogger.h"
+#include "flash.h"
 #include "hostsim.h"
 
 namespace {
@@ -94,6 +95,7 @@ void PLLogger::write(const char* p_szTag, const char* p_szText)
     if (file == NULL) return;
     fwrite(strEntry.data(), 1, strEntry.size(), file);
     fclose(file);
+    hostsim::detail::countFlashWrite(m_strPath);
 }
 
 void PLLogger::release()

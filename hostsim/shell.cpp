@@ -1,6 +1,7 @@
 // sy_system: the module's shell commands, run under the camera root with a real-time limit.
 #include <errno.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -8,7 +9,9 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "flash.h"
 #include "hostsim.h"
 #include "sy_system.h"
 
@@ -70,29 +73,24 @@ void sleepMillis(long ms)
 
 int statusOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
 
-}  // namespace
-
-// A limit of 0 or less waits for the command however long it takes.
-int sy_system(const char* p_szCommand, int p_nSeconds)
+// Runs the command (its paths already under the root) with /bin/sh.
+int run(std::string strCommand, int p_nSeconds)
 {
-    if (p_szCommand == NULL) return -1;
-    hostsim::detail::appendTrace(std::string("shell ") + p_szCommand);
-    std::string strCommand = rewriteCommand(p_szCommand);
-    // Everything the child needs is prepared before fork: after it only
-    // async-signal-safe calls are allowed in a threaded process.
     char szShell[] = "/bin/sh";
     char szFlag[] = "-c";
     char* argv[] = {szShell, szFlag, &strCommand[0], NULL};
 
-    pid_t pid = fork();
-    if (pid < 0) return -1;
-    if (pid == 0) {
-        // Its own process group, so a timeout takes the command's children too.
-        setpgid(0, 0);
-        execv(szShell, argv);
-        _exit(127);
-    }
-    setpgid(pid, pid);
+    // Spawned rather than forked: a fork copies the whole address space's
+    // mappings (large under the sanitizers) for every command.
+    posix_spawnattr_t attr;
+    posix_spawnattr_init(&attr);
+    // Its own process group, so a timeout takes the command's children too.
+    posix_spawnattr_setpgroup(&attr, 0);
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP);
+    pid_t pid = 0;
+    const int spawned = posix_spawn(&pid, szShell, NULL, &attr, argv, environ);
+    posix_spawnattr_destroy(&attr);
+    if (spawned != 0) return -1;
 
     const long long deadline = p_nSeconds > 0 ? monotonicMillis() + 1000LL * p_nSeconds : -1;
     long pause = 1;
@@ -111,4 +109,21 @@ int sy_system(const char* p_szCommand, int p_nSeconds)
         sleepMillis(pause);
         if (pause < 10) pause *= 2;
     }
+}
+
+}  // namespace
+
+// A limit of 0 or less waits for the command however long it takes.
+int sy_system(const char* p_szCommand, int p_nSeconds)
+{
+    if (p_szCommand == NULL) return -1;
+    hostsim::detail::appendTrace(std::string("shell ") + p_szCommand);
+    // rm does not sync: each file the command deletes is an unlink that stays
+    // only once its directory is synced (the next replacement of a file there).
+    const std::vector<std::string> before = hostsim::detail::flashFiles();
+    const int result = run(rewriteCommand(p_szCommand), p_nSeconds);
+    for (const std::string& path : before) {
+        if (access(path.c_str(), F_OK) != 0) hostsim::detail::flashUnlink(path);
+    }
+    return result;
 }

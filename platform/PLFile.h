@@ -22,7 +22,10 @@ public:
     ~PLFile();
 
     // modeRead opens an existing file; modeWrite creates a missing file and,
-    // with modeTruncate, empties an existing one.
+    // with modeTruncate, empties an existing one. A file written with
+    // modeWrite | modeTruncate is replaced whole when it is closed: a power
+    // cut leaves either its old bytes or all the new ones, never a mix, and
+    // bytes equal to the file's own are not written again.
     bool open(const char* p_szName, unsigned int p_nMode = modeRead);
     bool isOpen() const;
     int read(char* p_pBuffer, unsigned int p_nLength);
@@ -41,7 +44,11 @@ private:
     PLFile(const PLFile&);
     PLFile& operator=(const PLFile&);
 
+    // The host's own record of a file opened for writing.
+    struct Writer;
+
     FILE* m_pFile;
+    Writer* m_pWriter;
 };
 
 #endif

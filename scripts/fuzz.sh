@@ -11,7 +11,8 @@ seconds=${1:-20}
 shift || true
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  targets=(pair_list key_list detail_field debug_sign fov_file scheme_file style_merge dynamic_style parameter_text)
+  targets=(pair_list key_list detail_field debug_sign fov_file scheme_file style_merge dynamic_style parameter_text
+    soap_request)
 fi
 jobs=${JOBS:-2}
 

@@ -2,7 +2,7 @@
 # Installs the Debian packages the build and the tests need, when they are missing.
 set -euo pipefail
 
-packages=(build-essential cmake pkg-config clang libtinyxml-dev libgtest-dev libgmock-dev libcli11-dev libbenchmark-dev)
+packages=(build-essential cmake pkg-config clang libtinyxml-dev libgtest-dev libgmock-dev libcli11-dev libbenchmark-dev nlohmann-json3-dev libssl-dev)
 
 missing=()
 for p in "${packages[@]}"; do

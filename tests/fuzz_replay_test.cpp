@@ -37,6 +37,7 @@ TEST_P(FuzzReplayTest, EveryInputRunsToCompletion)
 
 INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplayTest,
                          ::testing::Values("pair_list", "key_list", "detail_field", "debug_sign", "fov_file",
-                                           "scheme_file", "style_merge", "dynamic_style", "parameter_text"));
+                                           "scheme_file", "style_merge", "dynamic_style", "parameter_text",
+                                           "soap_request"));
 
 }  // namespace
