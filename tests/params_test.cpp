@@ -49,6 +49,30 @@ TEST_F(ParamTest, GetAnswersFromTheSchemeInForceAndSetAppliesOneEntry)
     EXPECT_EQ((std::vector<s32>{c.recorded(1, 0), c.recorded(1, 1), c.recorded(0, 0)}), (std::vector<s32>{61, 0, 50}));
 }
 
+// Keys from outside may name a command whose data is a record or a list: the library fills all of it (the
+// simulator touches every byte, so AddressSanitizer sees one word handed in) and the caller gets the first word.
+TEST_F(ParamTest, RecordCommandsGetRoomForTheirWholeRecord)
+{
+    Ctl c(Sets(3, {{34, 50}}));
+    dn_thr_st thr = {70, 30, 5};
+    dn_time_st time = {18, 15, 6, 30};
+    ia_ioctrl_v2(0, IA_CMD_DTN_THR, IA_CMD_OPT_SET, &thr), ia_ioctrl_v2(0, IA_CMD_DTN_H, IA_CMD_OPT_SET, &time);
+    hostsim::SimIsp::instance().setDynamicCommands(0, {49, 50, 82});
+    take();
+    const struct Row { int key, value; const char* in; } rows[] = {
+        {145, 70, "7,0,0"}, {149, 18, "7,0,0,0"}, {2816, 7, "7,0,0,0"}, {4112, 3, ""}, {1606, 0, "7"}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.key);
+        int v = 7;
+        EXPECT_TRUE(c.getParameter(row.key, v));
+        EXPECT_EQ(v, row.value);
+        EXPECT_EQ(take(), Strings{ia(row.key, row.in, IA_CMD_OPT_GET)});
+    }
+    // Sent as its own command, with nothing but zeros after the value.
+    EXPECT_EQ(c.setParameter(2816, 1, true), 0);
+    EXPECT_EQ(take(), Strings{ia(2816, "1,0,0,0")});
+}
+
 TEST_F(ParamTest, AccessorsFixTheirKeysBeawayAnswersFalseAndDayNightModeTrue)
 {
     using C = ISensorController;

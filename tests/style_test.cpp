@@ -283,6 +283,21 @@ std::string scanned(int value, const Items& items, size_t upTo)
     return text;
 }
 
+// A hostile document cannot drive the element search into the stack: it looks 256 levels deep, no further.
+TEST_F(StyleTest, ElementSearchStopsBelowDepth256)
+{
+    for (int depth : {256, 257}) {
+        SCOPED_TRACE(depth);
+        std::string open, close;
+        for (int i = 0; i < depth; ++i) open += "<g>", close += "</g>";
+        TiXmlDocument doc;
+        doc.Parse((open + R"(<p id="34" value="7"/>)" + close).c_str());
+        int value = -1;
+        EXPECT_EQ(getDnaValbyCmdId(doc.RootElement(), 34, value), 0);
+        EXPECT_EQ(value, depth == 256 ? 7 : -1);
+    }
+}
+
 TEST_F(StyleTest, ShutterAndFocusLimitsMayTakeTheirDefaultOrChoicesFromTheStyle)
 {
     const struct { u32 cmd; int value; Items choices; s32 def; Items items; std::string expected, console; } cases[] = {
