@@ -657,12 +657,12 @@ int App::diag()
 
 // ---------------------------------------------------------------- serve
 
-// 1. the root and the listening address; 2. the simulator as a long-running
-// host; 3. every channel up; 4. the API over HTTP until a signal; 5. shutdown
-// in the host's order.
+// 1. the listening address, the ONVIF users and the root; 2. the simulator
+// as a long-running host; 3. every channel up; 4. the page, the API and ONVIF
+// over HTTP until a signal; 5. shutdown in the host's order.
 int App::serve()
 {
-    // 1. Where to listen and which root.
+    // 1. Where to listen, who may use ONVIF, and which root.
     std::string host;
     int port = 0;
     if (!parseListen(opt_.listen, host, port)) {
@@ -670,14 +670,6 @@ int App::serve()
     }
     std::string error;
     std::string hint;
-    // A root named on the command line that is not there yet is made from the profile.
-    if (opt_.rootGiven && !sensorhost::isCameraRoot(opt_.root) &&
-        !sensorhost::makeRoot(opt_.root, opt_.profile, false, error)) {
-        return failWith(kFailed, error);
-    }
-    if (!resolveRoot(error, hint)) return failWith(kUsage, error, hint);
-    std::string token = opt_.token;
-    if (token.empty() && !sensorhost::isLoopback(host)) token = makeToken();
     std::vector<sensorhost::onvif::User> users;
     for (const std::string& text : opt_.onvifUsers) {
         users.emplace_back();
@@ -686,6 +678,14 @@ int App::serve()
     if (!opt_.onvifUsersFile.empty() && !sensorhost::onvif::readUsers(opt_.onvifUsersFile, users, error)) {
         return failWith(kUsage, "--onvif-users: " + error);
     }
+    // A root named on the command line that is not there yet is made from the profile.
+    if (opt_.rootGiven && !sensorhost::isCameraRoot(opt_.root) &&
+        !sensorhost::makeRoot(opt_.root, opt_.profile, false, error)) {
+        return failWith(kFailed, error);
+    }
+    if (!resolveRoot(error, hint)) return failWith(kUsage, error, hint);
+    std::string token = opt_.token;
+    if (token.empty() && !sensorhost::isLoopback(host)) token = makeToken();
 
     // Signals are taken by this thread alone (sigwait below): every thread
     // started from here on inherits the mask.
