@@ -22,6 +22,7 @@ else()
   set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
 endif()
 
-# pkg-config would otherwise answer with the build machine's own libraries
-# (FindOpenSSL asks it first), and the link fails late with a wrong-format error.
+# pkg-config reads the arm64 package files only: it would otherwise answer with
+# the build machine's own libraries (cpp-httplib; FindOpenSSL asks it first too),
+# and the link would fail late with a wrong-format error.
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)

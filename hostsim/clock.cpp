@@ -3,27 +3,50 @@
 #include <time.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <deque>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 #include "PeloraTime.h"
 #include "hostsim.h"
+#include "internal.h"
 
 namespace hostsim {
 namespace {
 
 const std::int64_t kMicrosPerSecond = 1000000;
 
+using Steady = std::chrono::steady_clock;
+
 // The sensor thread reads the clock while tests move it. Time is kept in
-// microseconds so that many short waits add up to whole seconds.
+// microseconds so that many short waits add up to whole seconds. A running
+// clock is `micros` at `since`, plus the real time gone since then times `speed`.
 struct ClockState {
     std::atomic<int> mode{static_cast<int>(ClockMode::Real)};
     std::atomic<bool> autoAdvance{false};
+    std::atomic<int> speed{0};
     std::mutex mutex;
     std::int64_t micros = 0;  // since the epoch, UTC
-    std::vector<SleepRecord> sleeps;
+    Steady::time_point since;
+    std::deque<SleepRecord> sleeps;
+
+    // The caller holds the mutex.
+    std::int64_t now() const
+    {
+        const int n = speed.load();
+        if (n == 0) return micros;
+        const auto real = std::chrono::duration_cast<std::chrono::microseconds>(Steady::now() - since).count();
+        return micros + real * n;
+    }
+    // Makes the current time the new starting point of a running clock.
+    void settle()
+    {
+        micros = now();
+        since = Steady::now();
+    }
 };
 
 ClockState& clockState()
@@ -72,6 +95,7 @@ void setLocalTime(int year, int month, int day, int hour, int minute, int second
     ClockState& state = clockState();
     std::int64_t secs = epochOf(year, month, day, hour, minute, second);
     std::lock_guard<std::mutex> lock(state.mutex);
+    state.settle();
     state.micros = secs * kMicrosPerSecond;
 }
 
@@ -79,6 +103,7 @@ void setTimeOfDay(int hour, int minute, int second)
 {
     ClockState& state = clockState();
     std::lock_guard<std::mutex> lock(state.mutex);
+    state.settle();
     time_t now = static_cast<time_t>(floorDiv(state.micros, kMicrosPerSecond));
     struct tm stTm = {};
     gmtime_r(&now, &stTm);
@@ -90,14 +115,25 @@ void advanceSeconds(std::int64_t seconds)
 {
     ClockState& state = clockState();
     std::lock_guard<std::mutex> lock(state.mutex);
+    state.settle();
     state.micros += seconds * kMicrosPerSecond;
 }
+
+void setClockSpeed(int speed)
+{
+    ClockState& state = clockState();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    state.settle();
+    state.speed.store(speed > 0 ? speed : 0);
+}
+
+int clockSpeed() { return clockState().speed.load(); }
 
 std::int64_t simulatedEpochSeconds()
 {
     ClockState& state = clockState();
     std::lock_guard<std::mutex> lock(state.mutex);
-    return floorDiv(state.micros, kMicrosPerSecond);
+    return floorDiv(state.now(), kMicrosPerSecond);
 }
 
 void setAutoAdvance(bool on) { clockState().autoAdvance.store(on); }
@@ -106,7 +142,7 @@ std::vector<SleepRecord> sleeps()
 {
     ClockState& state = clockState();
     std::lock_guard<std::mutex> lock(state.mutex);
-    return state.sleeps;
+    return std::vector<SleepRecord>(state.sleeps.begin(), state.sleeps.end());
 }
 
 void clearSleeps()
@@ -128,10 +164,18 @@ void PeloraTime::wait(const PeloraTime& p_objDuration)
         return;
     }
     ClockState& state = clockState();
+    int nSpeed = 0;
     {
         std::lock_guard<std::mutex> lock(state.mutex);
         state.sleeps.push_back(SleepRecord{p_objDuration.getSeconds(), p_objDuration.getMicroseconds()});
-        if (state.autoAdvance.load() && nMicros > 0) state.micros += nMicros;
+        detail::keepLast(state.sleeps);
+        nSpeed = state.speed.load();
+        if (nSpeed == 0 && state.autoAdvance.load() && nMicros > 0) state.micros += nMicros;
+    }
+    // A running clock moves by itself: the wait lasts its share of real time.
+    if (nSpeed > 0) {
+        realSleep(nMicros / nSpeed);
+        return;
     }
     // A started sensor thread loops on wait and must leave the core to the
     // others. While the threads are held nobody loops here but a driver making

@@ -2,7 +2,9 @@
 #ifndef HOSTSIM_HOSTSIM_H
 #define HOSTSIM_HOSTSIM_H
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <string>
@@ -74,6 +76,13 @@ void setTimeOfDay(int hour, int minute, int second = 0);
 void advanceSeconds(std::int64_t seconds);
 // Seconds since the epoch of the simulated clock.
 std::int64_t simulatedEpochSeconds();
+// 0: the simulated clock moves only when set or advanced (and by auto-advance).
+// N > 0: it runs by itself at N times real time, from where it stands, and
+// PeloraTime::wait sleeps a real 1/N of its duration: free-running sensor
+// threads then make their passes once per simulated second, N times faster.
+// Setting or advancing the clock while it runs moves it from there on.
+void setClockSpeed(int speed);
+int clockSpeed();
 // In simulated mode PeloraTime::wait does not sleep for real (a millisecond's
 // yield while the threads run, a bare yield while they are held); it records
 // the duration and, when auto-advance is on, moves the clock.
@@ -101,6 +110,20 @@ std::uint64_t lockWaits();
 //   "shell rm -rf /mnt/mtd/code/config*/sensor1_[0-3].cfg"  (as the module wrote it)
 std::vector<std::string> trace();
 void clearTrace();
+// Every line gets the next sequence number, from 0; clearing or dropping lines
+// does not reuse numbers. A reader keeps `next` as its cursor for the next call.
+struct TracePage {
+    std::uint64_t first = 0;  // the number of lines[0]; more than the cursor when lines were dropped meanwhile
+    std::uint64_t next = 0;
+    std::vector<std::string> lines;
+};
+TracePage traceSince(std::uint64_t cursor);
+
+// A host that runs for days (sensorctl serve) keeps only the newest `entries`
+// of each log: the trace, the library's call log, the recorded waits and the
+// video module's notifications. 0, the default, keeps everything, as tests
+// that compare whole logs need.
+void setLogLimit(std::size_t entries);
 
 // ---------------------------------------------------------------- ISP
 struct IspCall {
@@ -186,7 +209,7 @@ private:
     std::vector<IspFault> faults_;
     long nthCountdown_ = 0;
     int nthResult_ = -1;
-    std::vector<IspCall> calls_;
+    std::deque<IspCall> calls_;
 };
 
 // ---------------------------------------------------------------- video module
@@ -219,7 +242,7 @@ public:
 
 private:
     mutable std::mutex mutex_;
-    mutable std::vector<Notification> notifications_;
+    mutable std::deque<Notification> notifications_;
     mutable int busyLeft_ = 0;
     mutable int busyPolls_ = 0;
     int result_ = 0;

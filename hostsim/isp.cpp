@@ -9,11 +9,9 @@
 
 #include "hostsim.h"
 #include "ia_ioctrl.h"
+#include "internal.h"
 
 namespace hostsim {
-namespace detail {
-void appendTrace(const std::string& line);
-}  // namespace detail
 
 namespace {
 
@@ -289,7 +287,7 @@ void SimIsp::clearFaults()
 std::vector<IspCall> SimIsp::calls() const
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    return calls_;
+    return std::vector<IspCall>(calls_.begin(), calls_.end());
 }
 
 void SimIsp::clearCalls()
@@ -444,6 +442,7 @@ int SimIsp::ioctrl(int channel, std::uint32_t cmd, std::uint32_t option, void* d
     if (showText) line += " text=\"" + text + "\"";
     detail::appendTrace(line);
     calls_.push_back(call);
+    detail::keepLast(calls_);
     return call.result;
 }
 

@@ -5,16 +5,15 @@
 #include <vector>
 
 #include "hostsim.h"
+#include "internal.h"
 
 namespace hostsim {
-namespace detail {
-void appendTrace(const std::string& line);
-}  // namespace detail
 
 int SimVideoModule::notifySensorParam(int channel, int key, int value) const
 {
     std::lock_guard<std::mutex> lock(mutex_);
     notifications_.push_back(Notification{channel, key, value});
+    detail::keepLast(notifications_);
     auto it = keyResults_.find(key);
     int result = it != keyResults_.end() ? it->second : result_;
     char line[96];
@@ -79,7 +78,7 @@ void SimVideoModule::setBusy(int polls)
 std::vector<SimVideoModule::Notification> SimVideoModule::notifications() const
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    return notifications_;
+    return std::vector<Notification>(notifications_.begin(), notifications_.end());
 }
 
 void SimVideoModule::clearNotifications()

@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 SUDO=""
 if [ "$(id -u)" != "0" ]; then SUDO="sudo"; fi
 packages=(g++-aarch64-linux-gnu qemu-user libtinyxml-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64
-  libssl-dev:arm64)
+  libcpp-httplib-dev:arm64 libssl-dev:arm64)
 missing=()
 for p in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then missing+=("$p"); fi

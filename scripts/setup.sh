@@ -2,7 +2,10 @@
 # Installs the Debian packages the build and the tests need, when they are missing.
 set -euo pipefail
 
-packages=(build-essential cmake pkg-config clang libtinyxml-dev libgtest-dev libgmock-dev libcli11-dev libbenchmark-dev nlohmann-json3-dev libssl-dev)
+packages=(build-essential cmake pkg-config clang libtinyxml-dev libgtest-dev libgmock-dev libcli11-dev libbenchmark-dev
+  nlohmann-json3-dev libcpp-httplib-dev libssl-dev chromium)
+# The page's browser tests need Node.js and npm; a machine that has them from elsewhere keeps its own.
+if ! command -v npm >/dev/null; then packages+=(nodejs npm); fi
 
 missing=()
 for p in "${packages[@]}"; do

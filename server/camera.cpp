@@ -115,11 +115,11 @@ bool isCameraRoot(const std::string& dir) { return fs::is_regular_file(fs::path(
 
 bool Camera::open(std::string& error)
 {
-    MachineInfo info;
-    SystemInfoParser::parseMachineInfo(SENSOR_MACHINE_INFO_FILE, info);
+    machine_ = MachineInfo();
+    SystemInfoParser::parseMachineInfo(SENSOR_MACHINE_INFO_FILE, machine_);
     configures_.clear();
-    ModuleConfigureParser::parse("/hd1/moduleConfig/moduleConfig.xml", info.getHardwareModel(), info.getHardwareCode(),
-                                 configures_);
+    ModuleConfigureParser::parse("/hd1/moduleConfig/moduleConfig.xml", machine_.getHardwareModel(),
+                                 machine_.getHardwareCode(), configures_);
     // The host starts a channel even without a configuration of its own.
     if (configures_.empty()) configures_.emplace_back();
     return hostsim::loadSimProfile(hostsim::root() + "/sim.ini", video_, error);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ISensorController.h"
+#include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "controls.h"
 #include "hostsim.h"
@@ -37,8 +38,11 @@ public:
     int schemeCount(int channel) const;
     const ModuleConfigure& configure(int channel) const;
     hostsim::SimVideoModule& video() { return video_; }
+    const hostsim::SimVideoModule& video() const { return video_; }
+    const MachineInfo& machine() const { return machine_; }
 
 private:
+    MachineInfo machine_;
     std::vector<ModuleConfigure> configures_;
     hostsim::SimVideoModule video_;
 };

@@ -1,25 +1,42 @@
 # Writes OUT: the bundled camera profiles as byte arrays, the key names of the
 # module's key-command table with their numbers and library commands, and the
-# names of the library's commands.
+# names of the library's commands. With WEB instead: the page's files.
 # Inputs: PROFILES (directory), TABLE (the table's source), KEYS and CMDS (the headers that
-# number the keys and the library commands), OUT.
-file(GLOB_RECURSE files RELATIVE ${PROFILES} ${PROFILES}/*)
-list(SORT files)
+# number the keys and the library commands), OUT; or WEB (directory) and OUT.
+
+# Appends to `body` the files under `dir` as byte arrays and a function `getter` listing them.
+function(embed_files dir getter)
+  file(GLOB_RECURSE files RELATIVE ${dir} ${dir}/*)
+  list(SORT files)
+  set(text "namespace {\n")
+  set(index 0)
+  set(entries "")
+  foreach(f IN LISTS files)
+    file(READ ${dir}/${f} hex HEX)
+    string(LENGTH "${hex}" hexlen)
+    math(EXPR size "${hexlen} / 2")
+    string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${hex}")
+    string(APPEND text "const unsigned char kFile${index}[] = {${bytes}0};\n")
+    string(APPEND entries "    {\"${f}\", kFile${index}, ${size}},\n")
+    math(EXPR index "${index} + 1")
+  endforeach()
+  string(APPEND text "}  // namespace\n\nconst std::vector<EmbeddedFile>& ${getter}()\n{\n")
+  string(APPEND text "    static const std::vector<EmbeddedFile> files = {\n${entries}    };\n    return files;\n}\n\n")
+  set(body "${body}${text}" PARENT_SCOPE)
+endfunction()
+
+if(DEFINED WEB)
+  set(body "// Generated at build time from web/. Do not edit.\n#include \"embedded.h\"\n\nnamespace sensorhost {\n\n")
+  embed_files(${WEB} embeddedWeb)
+  string(APPEND body "}  // namespace sensorhost\n")
+  file(WRITE ${OUT}.tmp "${body}")
+  file(COPY_FILE ${OUT}.tmp ${OUT} ONLY_IF_DIFFERENT)
+  return()
+endif()
+
 set(body "// Generated at build time from profiles/ and the module's key-command table. Do not edit.\n")
-string(APPEND body "#include \"embedded.h\"\n\nnamespace sensorhost {\n\nnamespace {\n")
-set(index 0)
-set(entries "")
-foreach(f IN LISTS files)
-  file(READ ${PROFILES}/${f} hex HEX)
-  string(LENGTH "${hex}" hexlen)
-  math(EXPR size "${hexlen} / 2")
-  string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${hex}")
-  string(APPEND body "const unsigned char kFile${index}[] = {${bytes}0};\n")
-  string(APPEND entries "    {\"${f}\", kFile${index}, ${size}},\n")
-  math(EXPR index "${index} + 1")
-endforeach()
-string(APPEND body "}  // namespace\n\nconst std::vector<EmbeddedFile>& embeddedProfiles()\n{\n")
-string(APPEND body "    static const std::vector<EmbeddedFile> files = {\n${entries}    };\n    return files;\n}\n\n")
+string(APPEND body "#include \"embedded.h\"\n\nnamespace sensorhost {\n\n")
+embed_files(${PROFILES} embeddedProfiles)
 
 file(READ ${KEYS} keys_text)
 file(READ ${CMDS} cmds_text)

@@ -1,4 +1,4 @@
-// What the host side carries inside its binaries: the bundled cameras, the key names and the library's command names.
+// What the host side carries inside its binaries: the bundled cameras, the page, the key names and the library's command names.
 #ifndef SENSORHOST_EMBEDDED_H
 #define SENSORHOST_EMBEDDED_H
 
@@ -9,7 +9,7 @@
 namespace sensorhost {
 
 struct EmbeddedFile {
-    const char* path;  // relative to profiles/, e.g. "bullet/sim.ini"
+    const char* path;  // relative to profiles/ or web/, e.g. "bullet/sim.ini"
     const unsigned char* data;
     std::size_t size;
 };
@@ -26,6 +26,8 @@ struct CommandName {
 };
 
 const std::vector<EmbeddedFile>& embeddedProfiles();
+// The image settings page (web/), by file name.
+const std::vector<EmbeddedFile>& embeddedWeb();
 // The rows of the module's key-command table, in table order.
 const std::vector<KeyName>& keyNames();
 const std::vector<CommandName>& commandNames();

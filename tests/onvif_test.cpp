@@ -129,6 +129,7 @@ protected:
     int channelCount() const override { return camera_.channelCount(); }
     int schemeCount(int channel) const override { return camera_.schemeCount(channel); }
     ISensorController& controller(int channel) override { return channels_.at(channel - 1)->controller(); }
+    std::mutex& lock(int) override { return lock_; }
     std::shared_ptr<const ControlSet> controls(int channel) override { return controls_.at(channel - 1); }
     DeviceInfo device() const override
     {
@@ -152,6 +153,7 @@ protected:
     Camera camera_;
     std::vector<std::unique_ptr<Channel>> channels_;
     std::vector<std::shared_ptr<ControlSet>> controls_;
+    std::mutex lock_;
     std::unique_ptr<onvif::Service> service_;
     std::chrono::system_clock::time_point now_ = kNow;
     int nonces_ = 0;

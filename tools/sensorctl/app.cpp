@@ -1,6 +1,7 @@
 // sensorctl's application class: the command line, and each command from start-up to shutdown.
 #include "app.h"
 
+#include <signal.h>
 #include <tinyxml.h>
 #include <unistd.h>
 
@@ -9,15 +10,21 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iomanip>
 #include <nlohmann/json.hpp>
+#include <random>
 #include <sstream>
 
 #include "SensorDebug.h"
 #include "SensorFile.h"
 #include "camera.h"
 #include "hostsim.h"
+#include "http.h"
 #include "keys.h"
+#include "onvif.h"
 #include "paramfile.h"
+#include "simcamera.h"
+#include "simcontrol.h"
 
 namespace fs = std::filesystem;
 
@@ -55,6 +62,25 @@ std::string temporaryDirectory(const char* name)
 {
     std::string dir = (fs::temp_directory_path() / (std::string(name) + "-XXXXXX")).string();
     return ::mkdtemp(dir.data()) != nullptr ? dir : "";
+}
+
+// "127.0.0.1:8080", "[::1]:8080", "localhost:0".
+bool parseListen(const std::string& text, std::string& host, int& port)
+{
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos || colon == 0) return false;
+    host = text.substr(0, colon);
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+    return sensorhost::parseNumber(text.substr(colon + 1), port) && port >= 0 && port <= 65535;
+}
+
+// 128 bits from the system's random source, as hex.
+std::string makeToken()
+{
+    std::random_device random;
+    std::ostringstream text;
+    for (int i = 0; i < 4; ++i) text << std::hex << std::setw(8) << std::setfill('0') << random();
+    return text.str();
 }
 
 struct DemoStep {
@@ -199,6 +225,24 @@ void App::defineCommands()
     merge->add_option("DIVERSITY", opt_.diversityPath, "style-diversity document")->required();
     merge->add_option("--detail", opt_.detail, "module detail text, e.g. (lensId=0)(isInfrared=1)")->required();
     merge->add_flag("--dynamic", opt_.dynamic, "rewrite the merged style against the root's simulated image library");
+
+    CLI::App* serve = add("serve",
+                          "every channel of the camera on the simulator, with its image settings page and JSON "
+                          "API over HTTP (see docs/API.md); Ctrl-C ends",
+                          "serve --profile dome --listen 127.0.0.1:8080", [this] { return this->serve(); });
+    serve->add_option("--root", opt_.root, "camera root directory")->each([this](const std::string&) {
+        opt_.rootGiven = true;
+    });
+    serve->add_option("--profile", opt_.profile, "bundled camera for a new root");
+    serve->add_option("--listen", opt_.listen, "ADDR:PORT to listen on; port 0 takes a free one")
+        ->capture_default_str();
+    serve->add_option("--token", opt_.token,
+                      "every API request must carry it (Authorization: Bearer TOKEN); made up and printed when "
+                      "listening on an address other than this machine's own");
+    serve->add_option("--onvif-user", opt_.onvifUsers,
+                      "NAME:PASSWORD of someone allowed to use the ONVIF services (repeatable); without any "
+                      "user ONVIF is off");
+    serve->add_option("--onvif-users", opt_.onvifUsersFile, "file of NAME:PASSWORD lines, '#' starts a comment");
 
     CLI::App* diag = add("diag", "show every kind of report at a debug level, and the error log", "diag --level 4",
                          [this] { return this->diag(); });
@@ -609,6 +653,112 @@ int App::diag()
         fs::remove_all(root);
     }
     return kDone;
+}
+
+// ---------------------------------------------------------------- serve
+
+// 1. the listening address, the ONVIF users and the root; 2. the simulator
+// as a long-running host; 3. every channel up; 4. the page, the API and ONVIF
+// over HTTP until a signal; 5. shutdown in the host's order.
+int App::serve()
+{
+    // 1. Where to listen, who may use ONVIF, and which root.
+    std::string host;
+    int port = 0;
+    if (!parseListen(opt_.listen, host, port)) {
+        return failWith(kUsage, "--listen takes ADDR:PORT, e.g. 127.0.0.1:8080, not '" + opt_.listen + "'");
+    }
+    std::string error;
+    std::string hint;
+    std::vector<sensorhost::onvif::User> users;
+    for (const std::string& text : opt_.onvifUsers) {
+        users.emplace_back();
+        if (!sensorhost::onvif::parseUser(text, users.back(), error)) return failWith(kUsage, "--onvif-user: " + error);
+    }
+    if (!opt_.onvifUsersFile.empty() && !sensorhost::onvif::readUsers(opt_.onvifUsersFile, users, error)) {
+        return failWith(kUsage, "--onvif-users: " + error);
+    }
+    // A root named on the command line that is not there yet is made from the profile.
+    if (opt_.rootGiven && !sensorhost::isCameraRoot(opt_.root) &&
+        !sensorhost::makeRoot(opt_.root, opt_.profile, false, error)) {
+        return failWith(kFailed, error);
+    }
+    if (!resolveRoot(error, hint)) return failWith(kUsage, error, hint);
+    std::string token = opt_.token;
+    if (token.empty() && !sensorhost::isLoopback(host)) token = makeToken();
+
+    // Signals are taken by this thread alone (sigwait below): every thread
+    // started from here on inherits the mask.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+    Console console;
+    const Console::Target target = opt_.verbose ? Console::Target::StandardError : Console::Target::Quiet;
+    if (!console.route(opt_.console.empty()  ? target
+                       : opt_.console == "-" ? Console::Target::Quiet
+                                             : Console::Target::File,
+                       opt_.console, error)) {
+        return failWith(kUsage, error);
+    }
+
+    // 2. The clock stands at the root's start time until a client runs it;
+    // the sensor threads are held meanwhile. Logs keep only their newest lines.
+    hostsim::setRoot(opt_.root);
+    hostsim::resetAll();
+    hostsim::setLogLimit(10000);
+    hostsim::setThreadsHeld(true);
+
+    // 3. Every channel up, as the host brings them up at boot.
+    int status = kDone;
+    {
+        sensorhost::SimCamera camera;
+        if (!camera.open(error)) return failWith(kFailed, error);
+        for (int c = 1; c <= camera.channelCount(); ++c) {
+            if (camera.controls(c)->controls().empty()) {
+                std::cerr << "sensorctl: channel " << c << " offers no controls (is its style whole?)\n";
+            }
+        }
+        // 4. Served until a signal.
+        const std::unique_ptr<sensorhost::SimControl> sim = sensorhost::makeSimControl(camera);
+        sensorhost::Api api(camera, sim.get());
+        // ONVIF's paths are routed even when it is off, to say so; the
+        // created times of its tokens are checked against this machine's clock.
+        sensorhost::onvif::Service onvif(camera, users);
+        sensorhost::HttpServer server(api);
+        server.setToken(token);
+        for (const std::string& path : sensorhost::onvif::paths()) {
+            server.addRawPost(path, [&onvif, path](const std::string& body, const std::string& hostHeader) {
+                const sensorhost::onvif::Reply reply = onvif.handle(path, body, hostHeader);
+                return sensorhost::RawReply{reply.status, reply.contentType, reply.body};
+            });
+        }
+        if (!server.bind(host, port, error)) {
+            status = failWith(kFailed, error);
+        } else {
+            const std::string shown = host.find(':') != std::string::npos ? "[" + host + "]" : host;
+            std::ostream& out = console.results();
+            out << "camera at " << opt_.root << ": " << camera.channelCount() << " channel"
+                << (camera.channelCount() == 1 ? "" : "s") << "\n";
+            if (!token.empty()) out << "token: " << token << " (API requests carry Authorization: Bearer TOKEN)\n";
+            const std::string url = "http://" + shown + ":" + std::to_string(server.port()) + "/";
+            if (onvif.enabled()) {
+                out << "ONVIF device service: " << url << "onvif/device_service (" << users.size() << " user"
+                    << (users.size() == 1 ? "" : "s") << ")\n";
+            }
+            out << "serving " << url << (token.empty() ? "" : "?token=" + token) << "\n" << std::flush;
+            server.start();
+            int caught = 0;
+            sigwait(&signals, &caught);
+            out << "stopping\n" << std::flush;
+            server.stop();
+        }
+        // 5. The server stops before the channels go down, in the reverse order of coming up.
+    }
+    console.finish();
+    return status;
 }
 
 // ---------------------------------------------------------------- the demo

@@ -42,6 +42,10 @@ struct Options {
     std::string stylePath;
     std::string diversityPath;
     std::string detail;
+    std::string listen = "127.0.0.1:8080";
+    std::string token;
+    std::vector<std::string> onvifUsers;
+    std::string onvifUsersFile;
 };
 
 class App {
@@ -79,6 +83,7 @@ private:
     int cfgDiff();
     int styleMerge();
     int diag();
+    int serve();
 
     Options opt_;
     CLI::App cli_;
