@@ -195,12 +195,8 @@ TEST_F(CrashTest, EveryCutLeavesEachSchemeOldOrNewAndTheVersionCheckNeverWipesSa
 
 TEST_F(CrashTest, OnlyAChangedSetReachesTheFlash)
 {
-    struct Case {
-        const char* name;
-        std::function<void(ISensorController&)> action;
-        int writes;
-        int inPlaceWrites;  // -1: writes no file either way, not run again
-    };
+    // inPlaceWrites -1: writes no file either way, not run again.
+    struct Case { const char* name; std::function<void(ISensorController&)> action; int writes, inPlaceWrites; };
     const Case cases[] = {
         {"a flush of a changed brightness",
          [](ISensorController& c) { c.setParameter(kBrightness, 77, true), c.flush(); }, 1, 1},

@@ -20,6 +20,7 @@
 namespace {
 
 using namespace sensorhost;
+using Strings = std::vector<std::string>;
 
 const char* const kSoap = "http://www.w3.org/2003/05/soap-envelope";
 const char* const kWsse = "http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-wssecurity-secext-1.0.xsd";
@@ -131,10 +132,7 @@ protected:
     ISensorController& controller(int channel) override { return channels_.at(channel - 1)->controller(); }
     std::mutex& lock(int) override { return lock_; }
     std::shared_ptr<const ControlSet> controls(int channel) override { return controls_.at(channel - 1); }
-    DeviceInfo device() const override
-    {
-        return {"Example Cameras", "Hi3519AV100", "ISP 5.2.1", "SIM00000001", "BC4M"};
-    }
+    DeviceInfo device() const override { return {"Example Cameras", "Hi3519AV100", "ISP 5.2.1", "SIM00000001", "BC4M"}; }
     VideoStream stream(int) const override { return {"H264", 2688, 1520, 25}; }
 
     // A request with a fresh, valid token unless `header` is given.
@@ -143,12 +141,7 @@ protected:
         const std::string fresh = token("admin", "secret", "nonce-" + std::to_string(++nonces_), kCreated);
         return service_->handle(path, envelope(body, header != nullptr ? *header : fresh), "cam.local:8080");
     }
-    int value(int key)
-    {
-        int v = -1;
-        controller(1).getParameter(key, v);
-        return v;
-    }
+    int value(int key) { int v = -1; return controller(1).getParameter(key, v), v; }
 
     Camera camera_;
     std::vector<std::unique_ptr<Channel>> channels_;
@@ -163,14 +156,8 @@ protected:
 // gets, in table order, or the fault and no command at all.
 TEST_F(OnvifTest, SetImagingSettingsBecomesLibraryCommandsOrChangesNothing)
 {
-    struct Row {
-        const char* name;
-        const char* before;  // pairs applied first
-        int failing;         // a command the library refuses, 0: none
-        std::string settings;
-        const char* fault;  // "" for success
-        std::vector<std::string> sets;
-    };
+    // Pairs applied first, a command the library refuses (0: none), the settings, the fault ("": success).
+    struct Row { const char *name, *before; int failing; std::string settings; const char* fault; Strings sets; };
     const auto ext = [](int levels, const std::string& inner) {
         std::string open, close;
         for (int i = 0; i < levels; ++i) open += "<tt:Extension>", close += "</tt:Extension>";
@@ -330,7 +317,7 @@ TEST_F(OnvifTest, SettingsAndOptionsShowWhatTheChannelHas)
 // Focus moves as far as the lens controls go; presets are the user schemes.
 TEST_F(OnvifTest, MovesAndPresetsDriveTheLensAndTheSchemes)
 {
-    struct Row { const char *name, *action; std::string inner; const char* fault; std::vector<std::string> sets; };
+    struct Row { const char *name, *action; std::string inner; const char* fault; Strings sets; };
     const auto focus = [](const std::string& move) { return "<timg:Focus>" + move + "</timg:Focus>"; };
     const Row rows[] = {
         {"absolute", "Move", focus("<tt:Absolute><tt:Position>1000</tt:Position></tt:Absolute>"), "",

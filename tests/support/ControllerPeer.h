@@ -83,12 +83,6 @@ public:
     {
         return std::vector<KeyVal>(c.m_ppUserKeyVal[scheme], c.m_ppUserKeyVal[scheme] + c.m_nKeyValSum);
     }
-    static std::vector<u32> keys(ISensorController& c, u32 scheme)
-    {
-        std::vector<u32> out;
-        for (u32 i = 0; i < c.m_nKeyValSum; ++i) out.push_back(c.m_ppUserKeyVal[scheme][i].key);
-        return out;
-    }
 };
 
 using Peer = ISensorControllerTestPeer;
