@@ -250,6 +250,7 @@ struct Soap : sensorhost::CameraService {
     int channelCount() const override { return 1; }
     int schemeCount(int) const override { return 4; }
     ISensorController& controller(int) override { return startedChannel(); }
+    std::mutex& lock(int) override { return lock_; }
     std::shared_ptr<const sensorhost::ControlSet> controls(int) override
     {
         return std::shared_ptr<const sensorhost::ControlSet>(&controls_, [](const sensorhost::ControlSet*) {});
@@ -257,6 +258,7 @@ struct Soap : sensorhost::CameraService {
     sensorhost::DeviceInfo device() const override { return {"fuzz", "fuzz", "fuzz", "fuzz", "fuzz"}; }
 
     sensorhost::ControlSet controls_;
+    std::mutex lock_;
     std::string error_;
     std::int64_t tick = 1795435200000;
     sensorhost::onvif::Service service{*this, {{"admin", "admin"}}, [this] {

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# The image settings page's browser tests (tests/browser): Playwright driving
-# Debian's headless Chromium against sensorctl serve from a build directory
-# (default build/plain, built here when missing). Screenshots of each bundled
-# camera's page land in BUILD/page-tests.
+# The served camera's client tests (tests/browser), with Playwright's runner
+# against sensorctl serve from a build directory (default build/plain, built
+# here when missing): the image settings page in Debian's headless Chromium,
+# and the ONVIF services through the npm ONVIF clients. Screenshots of each
+# bundled camera's page land in BUILD/page-tests.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 ./scripts/setup.sh

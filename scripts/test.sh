@@ -37,9 +37,9 @@ run_suite build/asan RelWithDebInfo -DSENSOR_SANITIZE=address
 echo "== ThreadSanitizer: the concurrency tests"
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
 cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSENSOR_WERROR=ON -DSENSOR_SANITIZE=thread \
-  -DSENSOR_TEST_ONLY="stress;thread;hostsim;server_api" >/dev/null
+  -DSENSOR_TEST_ONLY="stress;thread;hostsim;params;schemes;server_api" >/dev/null
 cmake --build build/tsan -j"$jobs" --target sensordll_tests
-(cd build/tsan && ctest -j"$jobs" --output-on-failure --timeout 300 -R "Stress|SensorThread|HostSim|ServeConcurrency")
+(cd build/tsan && ctest -j"$jobs" --output-on-failure --timeout 300 -R "Stress|SensorThread|HostSim|ParamTest|SchemeTest|ServeConcurrency")
 
 echo "== AArch64 cross build, the whole suite under qemu-user"
 ./scripts/cross.sh

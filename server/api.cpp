@@ -169,7 +169,6 @@ Api::Api(CameraService& camera, SimControl* sim) : camera_(camera), sim_(sim)
     for (const ApiRoute& route : table()) {
         if (!route.simulator || sim_ != nullptr) routes_.push_back(route);
     }
-    for (int c = 0; c < camera_.channelCount(); ++c) locks_.push_back(std::make_unique<std::mutex>());
 }
 
 int Api::channel(const std::string& text) const

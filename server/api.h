@@ -95,9 +95,8 @@ private:
     int schemeOf(int channel, const std::string& text) const;
     // Refuses a value the channel's control does not take, unless forced.
     void check(int channel, int key, int value, bool force);
-    // Compound operations on one channel (a schedule visits every scheme) must
-    // not interleave with another client's; held only around module calls.
-    std::mutex& lock(int channel) { return *locks_.at(static_cast<std::size_t>(channel - 1)); }
+    // The channel's lock, shared with the camera's other services.
+    std::mutex& lock(int channel) { return camera_.lock(channel); }
     std::uint64_t cursor() const { return sim_ != nullptr ? sim_->traceCursor() : 0; }
     // What reached the library and the video module for the channel since `from`.
     nlohmann::json traceFrom(int channel, std::uint64_t from) const;
@@ -107,7 +106,6 @@ private:
     CameraService& camera_;
     SimControl* sim_;
     std::vector<ApiRoute> routes_;
-    std::vector<std::unique_ptr<std::mutex>> locks_;
 };
 
 }  // namespace sensorhost

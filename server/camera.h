@@ -38,6 +38,7 @@ public:
     int schemeCount(int channel) const;
     const ModuleConfigure& configure(int channel) const;
     hostsim::SimVideoModule& video() { return video_; }
+    const hostsim::SimVideoModule& video() const { return video_; }
     const MachineInfo& machine() const { return machine_; }
 
 private:

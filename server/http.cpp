@@ -209,7 +209,7 @@ bool HttpServer::bind(const std::string& host, int port, std::string& error)
     for (const auto& raw : m.raw) {
         const RawHandler handler = raw.second;
         s.Post(pattern(raw.first, false), [handler](const httplib::Request& req, httplib::Response& res) {
-            const RawReply reply = handler(req.body);
+            const RawReply reply = handler(req.body, req.get_header_value("Host"));
             res.status = reply.status;
             res.set_content(reply.body, reply.contentType);
         });

@@ -17,7 +17,9 @@ struct RawReply {
     std::string contentType;
     std::string body;
 };
-using RawHandler = std::function<RawReply(const std::string& body)>;
+// `host` is the request's Host header: a service that hands out its own
+// addresses (ONVIF's XAddrs) points them where the client reached it.
+using RawHandler = std::function<RawReply(const std::string& body, const std::string& host)>;
 
 // Stated up front, so that no client can make the server hold more than this.
 struct ServeLimits {
@@ -39,7 +41,8 @@ public:
     // When not empty, every request under /api/ must carry "Authorization: Bearer TOKEN".
     void setToken(const std::string& token);
     // Another service's POST route (ONVIF's /onvif/device_service, ...): the
-    // handler gets the request body and answers it whole. Before bind().
+    // handler gets the request body and Host header and answers it whole.
+    // Before bind().
     void addRawPost(const std::string& path, RawHandler handler);
 
     // Port 0 takes any free port. Connections are queued from here on.

@@ -3,6 +3,7 @@
 #define SENSORHOST_SERVICE_H
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "ISensorController.h"
@@ -43,6 +44,11 @@ public:
     // lock serialises its parameter operations; a caller holds none of the
     // service's locks across a call into the controller.
     virtual ISensorController& controller(int channel) = 0;
+    // One lock per channel, shared by every network service (the JSON API,
+    // ONVIF), so that one client's compound operation (read all, set, put
+    // back, save) does not interleave with another's. Held only around
+    // calls into the controller, never across network I/O or controls().
+    virtual std::mutex& lock(int channel) = 0;
     // The channel's control description (without values): built from its
     // dynamic style the first time and again only after something that can
     // change the style (a factory reset, a restart, the library's ranges).

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "SensorFile.h"
+#include "keys.h"
 
 namespace sensorhost {
 
@@ -35,6 +36,7 @@ bool SimCamera::open(std::string& error)
     if (!camera_.open(error)) return false;
     for (int channel = 1; channel <= camera_.channelCount(); ++channel) {
         channels_.push_back(std::make_unique<Channel>(camera_, channel));
+        locks_.push_back(std::make_unique<std::mutex>());
         channels_.back()->up();
         thermal_.push_back(thermalChannel(camera_.machine(), channel));
     }
@@ -83,6 +85,32 @@ std::string SimCamera::schemeFile(int channel, int scheme) const
         std::snprintf(name, sizeof(name), SENSOR_PARAM_FILE, channel, scheme);
     }
     return name;
+}
+
+// What the simulated camera knows of its streams: the video module's list
+// (the sim.ini's "stream" lines) starts with each channel's main stream in
+// channel order, and the module configuration's parameters carry the sensor's
+// "fps=N". Encoder numbers are the host's own; the simulator's are all H.264.
+VideoStream SimCamera::stream(int channel) const
+{
+    VideoStream stream;
+    std::vector<AVStreamParam> streams;
+    camera_.video().getAVStreamParams(streams);
+    const std::size_t index = static_cast<std::size_t>(channel - 1);
+    if (index < streams.size()) {
+        stream.width = streams[index].getVideoWidth();
+        stream.height = streams[index].getVideoHeight();
+    }
+    const std::string parameters = ";" + camera_.configure(channel).getParameters() + ";";
+    const std::size_t fps = parameters.find(";fps=");
+    if (fps != std::string::npos) {
+        const std::size_t from = fps + 5;
+        int rate = 0;
+        if (parseNumber(parameters.substr(from, parameters.find(';', from) - from), rate) && rate > 0) {
+            stream.framerate = rate;
+        }
+    }
+    return stream;
 }
 
 }  // namespace sensorhost

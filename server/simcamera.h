@@ -26,10 +26,12 @@ public:
     int channelCount() const override { return static_cast<int>(channels_.size()); }
     int schemeCount(int channel) const override { return camera_.schemeCount(channel); }
     ISensorController& controller(int channel) override { return channel_(channel).controller(); }
+    std::mutex& lock(int channel) override { return *locks_.at(static_cast<std::size_t>(channel - 1)); }
     std::shared_ptr<const ControlSet> controls(int channel) override;
     void controlsChanged(int channel) override;
     DeviceInfo device() const override { return device_; }
     std::string schemeFile(int channel, int scheme) const override;
+    VideoStream stream(int channel) const override;
 
 private:
     Channel& channel_(int channel) { return *channels_.at(static_cast<std::size_t>(channel - 1)); }
@@ -43,6 +45,7 @@ private:
     DeviceInfo device_;
     std::vector<bool> thermal_;
     std::vector<std::unique_ptr<Channel>> channels_;
+    std::vector<std::unique_ptr<std::mutex>> locks_;
     std::mutex cacheMutex_;
     std::vector<Cached> cache_;
 };

@@ -1,102 +1,32 @@
-// Applying parameter sets: skips, cross-key rules, dispatch, failures, recording, and no heap use on the way.
-#include <memory>
-#include <ostream>
-#include <string>
-#include <vector>
-
-#include "ControllerPeer.h"
+// Applying parameter sets: skips, cross-key rules, dispatch, failures and recording.
 #include "ModuleTest.h"
-#include "hostsim.h"
 
-// Allocations are counted without sanitizers only: they bring their own allocator, and replacing it would take
-// their checks away from every test of the program.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define APPLY_COUNTS_ALLOCATIONS 0
-#else
-#define APPLY_COUNTS_ALLOCATIONS 1
-#include <dlfcn.h>
-#include <execinfo.h>
-
-#include <cstring>
-
-extern "C" void* __libc_malloc(size_t);
-extern "C" void* __libc_calloc(size_t, size_t);
-extern "C" void* __libc_realloc(void*, size_t);
-static thread_local bool t_counting = false;
-static long g_allocs = 0, g_moduleAllocs = 0;
-
-// An allocation is the module's when the module, not the simulator, is the nearer of the two on the stack
-// (operator new, std::string and the like may lie between).
-static void noteAllocation()
-{
-    t_counting = false;  // the stack walk may allocate itself
-    ++g_allocs;
-    void* frames[64];
-    Dl_info info;
-    const char* lib = "";
-    for (int i = 1, n = backtrace(frames, 64); i < n && !strstr(lib, "libsensordll") && !strstr(lib, "libhostsim"); ++i)
-        lib = dladdr(static_cast<char*>(frames[i]) - 1, &info) && info.dli_fname ? info.dli_fname : "";
-    g_moduleAllocs += strstr(lib, "libsensordll") != nullptr;
-    t_counting = true;
-}
-#define COUNTED(call) { if (t_counting) noteAllocation(); return call; }
-extern "C" void* malloc(size_t n) noexcept COUNTED(__libc_malloc(n))
-extern "C" void* calloc(size_t n, size_t size) noexcept COUNTED(__libc_calloc(n, size))
-extern "C" void* realloc(void* p, size_t n) noexcept COUNTED(__libc_realloc(p, n))
-#endif
-
-// Found by argument lookup from comparisons of whole sets.
-static bool operator==(const KeyVal& a, const KeyVal& b) { return a.key == b.key && a.value == b.value; }
-static void PrintTo(const KeyVal& kv, std::ostream* os) { *os << "{" << kv.key << "," << kv.value << "}"; }
-
-using Peer = ISensorControllerTestPeer;
-using Strings = std::vector<std::string>;
+using namespace testsupport;
 using Set = std::vector<KeyVal>;
 using std::to_string;
-using testsupport::colorPrefix;
 
 namespace {
 
-std::string ia(u32 cmd, const std::string& in, int ret = 0)
-{
-    return "ia ch=0 cmd=" + to_string(cmd) + " opt=0 in=[" + in + "] ret=" + to_string(ret);
-}
-std::string video(int key, int val) { return "video ch=1 key=" + to_string(key) + " val=" + to_string(val) + " ret=0"; }
 // The verbose line naming the row about to be applied.
 std::string row(const std::string& name, int key, int val, int cmd)
 {
     return colorPrefix(31) + "====================== set " + name + " (" + to_string(key) + "," + to_string(val) +
            ") func:&ISensorController::doIaCmd ia_cmd:" + to_string(cmd) + " =====================\n" +
-           testsupport::kColorEnd;
+           kColorEnd;
 }
 
-class ApplyTest : public testsupport::ModuleTest {
+class ApplyTest : public BareControllerTest {
 protected:
-    void SetUp() override
-    {
-        ModuleTest::SetUp();
-        ctl_ = std::make_unique<ISensorController>();
-        ctl_->setVideoStreamModule(&video_);
-        Peer::buildTable(*ctl_);
-        Peer::curScheme(*ctl_) = 0;
-    }
-    void TearDown() override { Peer::releaseAll(*ctl_); ModuleTest::TearDown(); }
     // `users` user schemes and the factory set, all holding `set`.
-    void install(const Set& set, u32 users = 2) { Peer::installSets(*ctl_, std::vector<Set>(users + 1, set)); }
-    Set set(u32 scheme) { return Peer::set(*ctl_, scheme); }
-    void fail(std::int64_t cmd, int result) { hostsim::SimIsp::instance().addFault({-1, cmd, -1, 0, -1, result}); }
+    void install(const Set& set, u32 users = 2) { BareControllerTest::install(std::vector<Set>(users + 1, set)); }
     // Applies the entries; out_ gets the console text with line numbers masked.
     int apply(Set entries, bool save = true)
     {
         int ret = -999;
-        out_ = testsupport::maskLineNumbers(
-            captureStdout([&] { ret = ctl_->setParameters(entries.data(), (u32)entries.size(), save); }));
+        out_ = output([&] { ret = ctl_->setParameters(entries.data(), (u32)entries.size(), save); });
         return ret;
     }
-    Strings take() { Strings lines = hostsim::trace(); hostsim::clearTrace(); return lines; }
 
-    hostsim::SimVideoModule video_;
-    std::unique_ptr<ISensorController> ctl_;
     std::string out_;
 };
 
@@ -129,17 +59,17 @@ TEST_F(ApplyTest, AFailingHandlerStopsTheWalkUnderItsRowKeyAndUnknownKeysGoOutAn
     EXPECT_EQ(apply({{8104, 1}, {4242, 5}}), 0);
     EXPECT_EQ(ISensorController::m_nPassKeycmd.load(), 8104);
     setDebugLevel(6);
-    fail(2337, -1);
+    failIsp(2337);
     EXPECT_EQ(apply({{2321, 1}, {2337, 2}, {2321, 3}}), -2337);
     EXPECT_EQ(out_, row("KEY_SHARPNESS", 2321, 1, 2321) + row("KEY_SATURATION", 2337, 2, 2337) + colorPrefix(0) +
                         "[sensor err] file:ISensorController_apply.cpp fun:setParameters line:#\nset KEY_SATURATION "
                         "(2337,2) func:&ISensorController::doIaCmd ia_cmd:2337 ~~~failed ia_ret=-1\n" +
-                        testsupport::kColorEnd);
-    EXPECT_EQ(take(), (Strings{ia(4242, "5"), ia(2321, "1"), ia(2337, "2", -1)}));
+                        kColorEnd);
+    EXPECT_EQ(take(), (Strings{ia(4242, "5"), ia(2321, "1"), ia(2337, "2", 0, -1)}));
     EXPECT_EQ(set(0), (Set{{8104, 1}, {2337, 0}, {2321, 1}}));
     // The row key, not the command, names the failure; only -1, -4 and -5 are reported.
     install({{83, 0}});
-    fail(85, -2);
+    failIsp(85, -1, -2);
     EXPECT_EQ(apply({{83, 4}}), -83);
     EXPECT_EQ(out_, row("KEY_IRIS_SIZE", 83, 4, 85));
 }
@@ -202,60 +132,18 @@ TEST_F(ApplyTest, LightTwinsLimitedIrPowerAndTheThermalChannel)
     // The thermal channel hands mirror, shake and colour keys to the video side itself.
     install({{2384, 0}, {2385, 1}, {2416, 0}, {8201, 0}, {8217, 0}});
     Peer::thermal(*ctl_) = true;
-    fail(2384, -1);
+    failIsp(2384);
     EXPECT_EQ(apply({{2384, 1}, {2416, 1}, {8201, 3}, {8217, 1}}), 0);
-    EXPECT_EQ(take(), (Strings{video(2384, 2), ia(2384, "2", -1), video(2416, 1), ia(2416, "1"), video(8201, 3),
+    EXPECT_EQ(take(), (Strings{video(2384, 2), ia(2384, "2", 0, -1), video(2416, 1), ia(2416, "1"), video(8201, 3),
                                video(8217, 1)}));
     EXPECT_EQ(set(0), (Set{{2384, 1}, {2385, 1}, {2416, 1}, {8201, 3}, {8217, 1}}));
 }
 
-TEST_F(ApplyTest, FullSetMakesNoHeapAllocationInTheModule)
+TEST_F(ApplyTest, TheFirstEntryOfAKeyHoldsTheValueInForce)
 {
-#if !APPLY_COUNTS_ALLOCATIONS
-    GTEST_SKIP() << "allocations are counted in the build without sanitizers only";
-#else
-    Set zeros, ones;
-    for (u32 i = 0; i < Peer::keyCmdSum(*ctl_); ++i) {
-        zeros.push_back({Peer::keyCmdMap(*ctl_)[i].key, 0});
-        ones.push_back({Peer::keyCmdMap(*ctl_)[i].key, 1});
-    }
-    install(zeros);
-    g_allocs = g_moduleAllocs = 0;
-    t_counting = true;
-    const int ret = apply(ones);
-    t_counting = false;
-    EXPECT_EQ(ret, 0);
-    EXPECT_EQ(g_moduleAllocs, 0) << "of " << g_allocs << " allocations in all";
-    EXPECT_EQ(set(0), ones);
-    // The counter does see the module's own allocations: a controller makes its thread object.
-    t_counting = true;
-    ISensorController other;
-    t_counting = false;
-    EXPECT_GE(g_moduleAllocs, 1);
-#endif
-}
-
-TEST_F(ApplyTest, FirstEntryOfAKeyDecidesAndARecordedLightTypeCountsAtOnce)
-{
-    // `head`, then unchanged entries up to 20.
-    const auto padded = [](Set head) {
-        for (u32 key = 9000; head.size() < 20; ++key) head.push_back({key, 0});
-        return head;
-    };
-    // Key 34 twice in the set in force: its first entry holds the value in force.
-    Set inForce = padded({{34, 50}, {2337, 40}});
-    inForce.back() = {34, 7};
-    install(inForce, 1);
-    Set entries = inForce;
-    entries[1].value = 41;
-    entries.back().value = 50;
-    EXPECT_EQ(apply(entries), 0);
-    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=2337 opt=0 in=[41] ret=0"}));
-
-    // The intelligent light type, recorded first, drops the infrared key and sends its twin in its place.
-    install(padded({{224, 0}, {161, 0}, {168, 0}}), 1);
-    EXPECT_EQ(apply(padded({{224, 2}, {161, 3}, {168, 4}})), 0);
-    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=224 opt=0 in=[2] ret=0", "ia ch=0 cmd=161 opt=0 in=[4] ret=0"}));
+    install({{34, 50}, {2337, 40}, {34, 7}}, 1);
+    EXPECT_EQ(apply({{34, 50}, {2337, 41}, {34, 50}}), 0);
+    EXPECT_EQ(take(), (Strings{ia(2337, "41")}));
 }
 
 }  // namespace

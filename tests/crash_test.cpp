@@ -43,13 +43,8 @@ TEST_F(FlashTest, ACutKeepsWhatWasSyncedAndWhatItsLossLetsThrough)
 {
     // A delete through the shell (step 1), then "f" replaced (steps 2 to 5:
     // write, sync, rename, directory sync) or rewritten in place (step 2).
-    struct Case {
-        bool atomic;
-        std::uint64_t cut;  // 0: none
-        PowerLoss loss;
-        std::string f;  // after the reboot
-        bool gone;      // the deleted file stayed deleted
-    };
+    // The cut's step (0: none), then "f" after the reboot and whether the deleted file stayed deleted.
+    struct Case { bool atomic; std::uint64_t cut; PowerLoss loss; std::string f; bool gone; };
     const Case cases[] = {
         {true, 1, PowerLoss::KeepUnsynced, "old", false}, {true, 2, PowerLoss::DropUnsynced, "old", false},
         {true, 2, PowerLoss::KeepUnsynced, "old", true},  {true, 4, PowerLoss::TearUnsynced, "old", true},
@@ -200,12 +195,8 @@ TEST_F(CrashTest, EveryCutLeavesEachSchemeOldOrNewAndTheVersionCheckNeverWipesSa
 
 TEST_F(CrashTest, OnlyAChangedSetReachesTheFlash)
 {
-    struct Case {
-        const char* name;
-        std::function<void(ISensorController&)> action;
-        int writes;
-        int inPlaceWrites;  // -1: writes no file either way, not run again
-    };
+    // inPlaceWrites -1: writes no file either way, not run again.
+    struct Case { const char* name; std::function<void(ISensorController&)> action; int writes, inPlaceWrites; };
     const Case cases[] = {
         {"a flush of a changed brightness",
          [](ISensorController& c) { c.setParameter(kBrightness, 77, true), c.flush(); }, 1, 1},

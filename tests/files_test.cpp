@@ -1,7 +1,9 @@
-// File layer: parameter-set records on disk, whole-file reads and writes, the version file and file faults.
+// File layer: parameter-set records on disk (the same bytes on every target: sensorctl moves them to a PC),
+// whole-file reads, the version file and file faults.
+#include <climits>
+
 #include "ModuleTest.h"
 #include "SensorFile.h"
-#include "hostsim.h"
 
 using namespace testsupport;
 using namespace std::string_literals;
@@ -12,34 +14,19 @@ namespace {
 const std::string kFile = "/mnt/mtd/code/config_file/sensor1_0.cfg", kVersion = SENSOR_VERSION_FILE;
 const std::string kOpenWrite = "file.open(file_name, PLFile::modeWrite | PLFile::modeTruncate)";
 
-// Console text of one failed check of the file layer.
-std::string failed(const std::string& func, const std::string& cond, const std::string& detail)
-{
-    const std::string red = colorPrefix(31);
-    return red + "[sensor assert] file:SensorFile.cpp fun:" + func + " line:#\n" + cond + "   ~~~Assertion failed.\n" +
-           kColorEnd + red + detail + kColorEnd;
-}
 std::string shortRead(int got)
 {
-    return failed("keyValFromFile", "nSize == sizeof(KeyVal)*p_nKeyValNum",
+    return failed("SensorFile.cpp fun:keyValFromFile", "nSize == sizeof(KeyVal)*p_nKeyValNum",
                   "file_name(" + kFile + ") nSize(" + std::to_string(got) + ") sizeof(KeyVal) = 8, p_nKeyValNum(3)\n");
 }
 std::string shortWrite(int got)
 {
-    return failed("keyValToFile", "nSize == sizeof(KeyVal)*p_nKeyValSum",
+    return failed("SensorFile.cpp fun:keyValToFile", "nSize == sizeof(KeyVal)*p_nKeyValSum",
                   "nSize(" + std::to_string(got) + ") sizeof(KeyVal) = 8, p_nKeyValNum(3)\n");
-}
-Pairs pairs(const std::vector<KeyVal>& set)
-{
-    Pairs out;
-    for (const KeyVal& kv : set) out.emplace_back(kv.key, kv.value);
-    return out;
 }
 
 class FilesTest : public ModuleTest {
 protected:
-    template <typename F>
-    std::string output(F&& action) { return maskLineNumbers(captureStdout(action)); }
     // The module takes writable names.
     std::string toFile(std::string name, std::vector<KeyVal> set = {{1, 10}, {2, -1}, {3, 0}})
     {
@@ -50,67 +37,50 @@ protected:
     {
         std::string name = kFile;
         const std::string out = output([&] { EXPECT_EQ(keyValFromFile(&name[0], set.data(), (u32)set.size()), 0); });
-        return {out, pairs(set)};
+        Pairs pairs;
+        for (const KeyVal& kv : set) pairs.emplace_back(kv.key, kv.value);
+        return {out, pairs};
     }
-    const std::vector<KeyVal> set_ = {{1, 10}, {2, -1}, {3, 0}}, sevens_ = std::vector<KeyVal>(3, KeyVal{7, 7});
 };
 
-TEST_F(FilesTest, ReadsTakeWhatTheFileHoldsAndKeepTheUnreadTail)
+TEST_F(FilesTest, RecordsAreLittleEndianKeyThenValueAndReadsKeepTheUnreadTail)
 {
-    writeFile(kFile, std::string(40, 'x'));
-    EXPECT_EQ(toFile(kFile), "");
-    const std::string image = readFile(kFile);
-    // The file's bytes ("missing": no file), what the set then holds, and what the read printed.
-    const struct { std::string bytes; Pairs expected; std::string out; } cases[] = {
-        {image, pairs(set_), ""},
-        {image + "\x07\0\0\0"s, pairs(set_), ""},
-        {image.substr(0, 16), {{1, 10}, {2, -1}, {7, 7}}, shortRead(16)},
-        {image.substr(0, 12), {{1, 10}, {2, 7}, {7, 7}}, shortRead(12)},
-        {"missing", Pairs(3, {7, 7}),
-         failed("keyValFromFile", "file.open(file_name)", "file_name(" + kFile + ")\n") + shortRead(-1)},
+    // 0x01020304 shows the byte order; the extremes show the sign and the top bit of the key.
+    const std::vector<KeyVal> set = {{34, 50}, {2337, -1}, {0x01020304u, INT_MIN}, {0xFFFFFFFFu, INT_MAX}};
+    writeFile(kFile, std::string(64, 'x'));  // a longer older file is replaced, not overlaid
+    EXPECT_EQ(toFile(kFile, set), "");
+    EXPECT_EQ(hex(readFile(kFile)), "22 00 00 00 32 00 00 00 21 09 00 00 FF FF FF FF 04 03 02 01 00 00 00 80 "
+                                    "FF FF FF FF FF FF FF 7F");
+    EXPECT_EQ(fromFile(std::vector<KeyVal>(4, {7, 7})).second,
+              (Pairs{{34, 50}, {2337, -1}, {0x01020304u, INT_MIN}, {0xFFFFFFFFu, INT_MAX}}));
+
+    const std::string image = readFile(kFile).substr(0, 24);
+    const struct { const char* name; std::string bytes; Pairs expected; std::string out; } rows[] = {
+        {"longer", image + "\x07\0\0\0"s, {{34, 50}, {2337, -1}, {0x01020304u, INT_MIN}}, ""},
+        {"two records", image.substr(0, 16), {{34, 50}, {2337, -1}, {7, 7}}, shortRead(16)},
+        {"torn record", image.substr(0, 12), {{34, 50}, {2337, 7}, {7, 7}}, shortRead(12)},
+        {"missing", "", Pairs(3, {7, 7}),
+         failed("SensorFile.cpp fun:keyValFromFile", "file.open(file_name)", "file_name(" + kFile + ")\n") +
+             shortRead(-1)},
     };
-    for (const auto& c : cases) {
-        c.bytes == "missing" ? removeFile(kFile) : writeFile(kFile, c.bytes);
-        EXPECT_EQ(fromFile(sevens_), std::make_pair(c.out, c.expected)) << c.bytes.size();
-    }
-}
-
-TEST_F(FilesTest, WholeFileReadsLengthsAndTheVersionFile)
-{
-    const std::string text = "/mnt/mtd/a.txt";
-    writeFile(text, "hello");
-    char buf[8] = "-------";
-    EXPECT_EQ(loadFromFile(text.c_str(), buf, 5), 5);
-    EXPECT_EQ(loadFromFile(text.c_str(), buf, 6), -1);
-    EXPECT_EQ(output([&] { EXPECT_EQ(loadFromFile("/mnt/none", buf, 1), -1); }), "");
-    EXPECT_EQ(std::string(buf), "hello--");
-    EXPECT_EQ(getFileLen(text.c_str()), 5);
-    EXPECT_EQ(output([&] { EXPECT_EQ(getFileLen("/mnt/none"), 0); }),
-              failed("getFileLen", "file.open(file_name)", "file_name(/mnt/none)"));
-
-    u32 version = 99;
-    EXPECT_EQ(output([&] { EXPECT_EQ(getVersion(&version), -1); }), "");
-    EXPECT_EQ(version, 99u);
-    writeFile(kVersion, "old version file");
-    EXPECT_EQ(output([&] { EXPECT_EQ(setVersion(7), 0); }), "");
-    EXPECT_EQ(hex(readFile(kVersion)), "07 00 00 00");
-    // Only the first word counts; a short file is no version, though its bytes land in the caller's word.
-    for (const auto& c : {std::make_pair("\x08\0\0\0\xFF"s, 0), {"\x09\0\0"s, -1}}) {
-        writeFile(kVersion, c.first);
-        EXPECT_EQ(getVersion(&version), c.second);
-        EXPECT_EQ(version, (u32)c.first[0]);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        row.bytes.empty() ? removeFile(kFile) : writeFile(kFile, row.bytes);
+        EXPECT_EQ(fromFile(std::vector<KeyVal>(3, {7, 7})), std::make_pair(row.out, row.expected));
     }
 }
 
 TEST_F(FilesTest, MissingDirectoryRefusedOpensAndAFullDiskAreReportedNotFatal)
 {
     const std::string noDir = "/mnt/mtd/nodir/s.cfg";
-    EXPECT_EQ(toFile(noDir), failed("keyValToFile", kOpenWrite, "file_name(" + noDir + ")\n") + shortWrite(-1));
+    EXPECT_EQ(toFile(noDir), failed("SensorFile.cpp fun:keyValToFile", kOpenWrite, "file_name(" + noDir + ")\n") +
+                                 shortWrite(-1));
     EXPECT_FALSE(fileExists(noDir));
     // A write-protected file keeps its bytes.
     writeFile(kFile, "keep");
     hostsim::setOpenFault(kFile, hostsim::kFailWrite);
-    EXPECT_EQ(toFile(kFile), failed("keyValToFile", kOpenWrite, "file_name(" + kFile + ")\n") + shortWrite(-1));
+    EXPECT_EQ(toFile(kFile), failed("SensorFile.cpp fun:keyValToFile", kOpenWrite, "file_name(" + kFile + ")\n") +
+                                 shortWrite(-1));
     EXPECT_EQ(readFile(kFile), "keep");
     hostsim::clearOpenFaults();
 
@@ -120,7 +90,7 @@ TEST_F(FilesTest, MissingDirectoryRefusedOpensAndAFullDiskAreReportedNotFatal)
     EXPECT_EQ(readFile(kFile), "keep");
     writeFile(kVersion, "\x07\0\0\0"s);
     EXPECT_EQ(output([&] { EXPECT_EQ(setVersion(8), -1); }),
-              failed("saveToFile", "file_len == (nSize=file.write(data, file_len))", "file_len(4)\n"));
+              failed("SensorFile.cpp fun:saveToFile", "file_len == (nSize=file.write(data, file_len))", "file_len(4)\n"));
     EXPECT_EQ(hex(readFile(kVersion)), "07 00 00 00");
 }
 

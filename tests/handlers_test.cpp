@@ -1,43 +1,32 @@
 // Command handlers: what reaches the library and the video module, in which order, and what each returns.
 #include <memory>
 
-#include "ControllerPeer.h"
 #include "ModuleTest.h"
-#include "hostsim.h"
 
+using namespace testsupport;
 using C = ISensorController;
-using Peer = ISensorControllerTestPeer;
-using Strings = std::vector<std::string>;
 using Ints = std::vector<int>;
 using std::to_string;
 
 namespace {
 
-// Console text of one failed check without message, its line number masked.
+// Console text of one failed check without message.
 std::string failedCheck(const std::string& func, const std::string& cond)
 {
-    const std::string file = func == "doMirror" || func == "doBeaway" ? "compound" : "handlers";
-    const std::string red = testsupport::colorPrefix(31);
-    return red + "[sensor assert] file:ISensorController_" + file + ".cpp fun:" + func + " line:#\n" + cond +
-           "   ~~~Assertion failed.\n\033[0m" + red + "\033[0m";
+    const bool compound = func == "doMirror" || func == "doBeaway";
+    return failed(std::string("ISensorController_") + (compound ? "compound" : "handlers") + ".cpp fun:" + func, cond);
 }
 // The controller runs as camera 2: library channel 1, video channel 2.
-std::string ia(u32 cmd, const std::string& in, int ret = 0)
-{
-    return "ia ch=1 cmd=" + to_string(cmd) + " opt=0 in=[" + in + "] ret=" + to_string(ret);
-}
-std::string video(int key, int val, int ret = 0, int ch = 2)
-{
-    return "video ch=" + to_string(ch) + " key=" + to_string(key) + " val=" + to_string(val) + " ret=" + to_string(ret);
-}
+std::string ia(u32 cmd, const std::string& in, int ret = 0) { return testsupport::ia(cmd, in, 0, ret, 1); }
+std::string shown(int key, int val, int ret = 0, int ch = 2) { return video(key, val, ret, ch); }
 
-class HandlerTest : public testsupport::ModuleTest {
+class HandlerTest : public ModuleTest {
 protected:
     void TearDown() override { Peer::releaseAll(*ctl_); ModuleTest::TearDown(); }
     // The constructor reads the machine information.
     ISensorController& make(int deviceType = 1)
     {
-        testsupport::writeFile(SENSOR_MACHINE_INFO_FILE, "deviceType=" + to_string(deviceType) + "\n");
+        writeFile(SENSOR_MACHINE_INFO_FILE, "deviceType=" + to_string(deviceType) + "\n");
         ctl_ = std::make_unique<ISensorController>();
         ctl_->setVideoStreamModule(&video_);
         Peer::cameraId(*ctl_) = 2;
@@ -53,13 +42,12 @@ protected:
         Peer::curScheme(*ctl_) = 1;
         return *ctl_;
     }
-    void fail(std::int64_t cmd, int result) { hostsim::SimIsp::instance().addFault({-1, cmd, -1, 0, -1, result}); }
     // Calls a handler as the table would, with the value in v_.
     int run(SensorCmdHandler handler, u32 key, s32 value) { v_ = value; return (ctl_.get()->*handler)(key, 0, &v_); }
     // What the handler printed, once it returned `ret`.
     std::string said(int ret, SensorCmdHandler handler, u32 key, s32 value)
     {
-        return testsupport::maskLineNumbers(captureStdout([&] { EXPECT_EQ(run(handler, key, value), ret); }));
+        return output([&] { EXPECT_EQ(run(handler, key, value), ret); });
     }
 
     hostsim::SimVideoModule video_;
@@ -70,9 +58,9 @@ protected:
 TEST_F(HandlerTest, LibraryCommandsReturnTheResultUnlessAGuardHoldsThemBack)
 {
     ISensorController& c = make();
-    fail(1539, -4);
-    fail(50, -6);
-    fail(1569, -7);
+    failIsp(1539, -1, -4);
+    failIsp(50, -1, -6);
+    failIsp(1569, -1, -7);
     // One-shot user commands and the shutter wait out every blocking phase; uninitialising is none.
     for (u32 flag : {Peer::kInitializing, Peer::kResetting, Peer::kResettingToLast, Peer::kSwitching}) {
         Peer::setFlags(c, flag);
@@ -115,7 +103,7 @@ TEST_F(HandlerTest, VideoSideHandlersOrderTheirCallsAndPickTheVideoChannel)
     video_.setNotifyResult(0);
     // The WDR mode changes inside a bracket; the notification's result is returned.
     EXPECT_EQ(run(&C::doHwdr, 2368, 3), 0);
-    fail(2368, -2);
+    failIsp(2368, -1, -2);
     video_.setNotifyResultForKey(2368, 5);
     EXPECT_EQ(said(5, &C::doHwdr, 2368, 3), failedCheck("doHwdr", "SNS_SUCCESS == doIaCmd(p_nKey, p_nDir, p_pVal)"));
     // Limited-frame streams cannot run WDR: the mode is recorded as off.
@@ -125,14 +113,14 @@ TEST_F(HandlerTest, VideoSideHandlersOrderTheirCallsAndPickTheVideoChannel)
 
     video_.setNotifyResultForKey(2337, 3);
     EXPECT_EQ(said(3, &C::doImageAdjust, 2337, 60), "");
-    fail(2337, -1);
+    failIsp(2337, -1, -1);
     video_.setNotifyResultForKey(2337, 0);
     EXPECT_EQ(said(0, &C::doImageAdjust, 2337, 60),
               failedCheck("doImageAdjust", "SNS_SUCCESS == doIaCmd(p_nKey, p_nDir, p_pVal)"));
     video_.setNotifyResultForKey(2416, 8);
     EXPECT_EQ(said(0, &C::doDIS, 2416, 60), failedCheck("doDIS", "SNS_SUCCESS == notifyToVideo(p_nKey, *(u32*)p_pVal)"));
     video_.setNotifyResultForKey(2416, 0);
-    fail(2416, -9);
+    failIsp(2416, -1, -9);
     EXPECT_EQ(said(-9, &C::doDIS, 2416, 60), "");
     // A single-sensor thermal device runs its sensor as channel 2 but has the one video channel 1.
     make(13).setChannelID(1);
@@ -141,10 +129,10 @@ TEST_F(HandlerTest, VideoSideHandlersOrderTheirCallsAndPickTheVideoChannel)
     ctl_->setVideoStreamModule(nullptr);
     EXPECT_EQ(ctl_->notifyToVideo(2384, 2), 0);
     EXPECT_EQ(hostsim::trace(),
-              Strings({video(190, 7, -4), video(9102, 7, -4), video(2370, 0), video(2368, 3), ia(2368, "3"),
-                       video(2370, 1), video(2370, 0), video(2368, 3, 5), ia(2368, "3", -2), video(2370, 1),
-                       ia(2337, "60"), video(2337, 60, 3), ia(2337, "60", -1), video(2337, 60), video(2416, 60, 8),
-                       ia(2416, "60"), video(2416, 60), ia(2416, "60", -9), ia(34, "40"), video(34, 40, 6, 1)}));
+              Strings({shown(190, 7, -4), shown(9102, 7, -4), shown(2370, 0), shown(2368, 3), ia(2368, "3"),
+                       shown(2370, 1), shown(2370, 0), shown(2368, 3, 5), ia(2368, "3", -2), shown(2370, 1),
+                       ia(2337, "60"), shown(2337, 60, 3), ia(2337, "60", -1), shown(2337, 60), shown(2416, 60, 8),
+                       ia(2416, "60"), shown(2416, 60), ia(2416, "60", -9), ia(34, "40"), shown(34, 40, 6, 1)}));
 }
 
 TEST_F(HandlerTest, MirrorTradesOneAndTwoWhileTheSchemeHasBeawayAndBeawayResendsTheMirror)
@@ -155,8 +143,8 @@ TEST_F(HandlerTest, MirrorTradesOneAndTwoWhileTheSchemeHasBeawayAndBeawayResends
     EXPECT_EQ((Ints{run(&C::doBeaway, 2385, 0), run(&C::doBeaway, 2385, 1)}), Ints(2, 0));
     // Scheme 0 has no beaway entry. A refused mirror stops neither handler: the library has the last word.
     Peer::curScheme(c) = 0;
-    fail(2384, -5);
-    fail(2385, -4);
+    failIsp(2384, -1, -5);
+    failIsp(2385, -1, -4);
     video_.setNotifyResult(-1);
     EXPECT_EQ(said(-5, &C::doMirror, 2384, 1), failedCheck("doMirror", "SNS_SUCCESS == notifyToVideo(p_nKey, nMirror)"));
     EXPECT_EQ(said(-4, &C::doBeaway, 2385, 1),
@@ -168,10 +156,10 @@ TEST_F(HandlerTest, MirrorTradesOneAndTwoWhileTheSchemeHasBeawayAndBeawayResends
     EXPECT_EQ(run(&C::doBeaway, 2385, 1), 0);
     EXPECT_EQ(v_, 0);
     EXPECT_EQ(hostsim::trace(),
-              Strings({video(2384, 0), ia(2384, "0"), video(2384, 1), ia(2384, "1"), video(2384, 3), ia(2384, "3"),
-                       video(2384, 2), ia(2384, "2"), video(2384, 2), video(2385, 0), ia(2384, "2"), ia(2385, "0"),
-                       video(2384, 1), video(2385, 1), ia(2384, "1"), ia(2385, "1"), video(2384, 1, -1),
-                       ia(2384, "1", -5), video(2384, 2, -1), video(2385, 1, -1), ia(2384, "2", -5),
+              Strings({shown(2384, 0), ia(2384, "0"), shown(2384, 1), ia(2384, "1"), shown(2384, 3), ia(2384, "3"),
+                       shown(2384, 2), ia(2384, "2"), shown(2384, 2), shown(2385, 0), ia(2384, "2"), ia(2385, "0"),
+                       shown(2384, 1), shown(2385, 1), ia(2384, "1"), ia(2385, "1"), shown(2384, 1, -1),
+                       ia(2384, "1", -5), shown(2384, 2, -1), shown(2385, 1, -1), ia(2384, "2", -5),
                        ia(2385, "1", -4)}));
 }
 
@@ -181,16 +169,16 @@ TEST_F(HandlerTest, DayNightRecordsTakeTheOtherFieldsFromTheSchemeInForce)
                                     {{145, 70}, {146, 30}, {154, 5}, {149, 18}, {150, 0}, {151, 6}, {152, 30}});
     setDebugLevel(6);
     EXPECT_EQ(said(0, &C::doDNThr, 146, 25),
-              testsupport::colorPrefix(0) +
+              colorPrefix(0) +
                   "m_nCurScheme(1) dn_thr_st.d2n_thr(70) dn_thr_st.n2d_thr(25)  dn_thr_st.dn_sensitivity(0)\n\033[0m");
     setDebugLevel(1);
     EXPECT_EQ((Ints{run(&C::doDNThr, 145, 80), run(&C::doDNThr, 154, 4), run(&C::doDNTime, 150, 15),
                     run(&C::doDNTime, 149, 20)}),
               Ints(4, 0));
-    fail(152, -2);
+    failIsp(152, -1, -2);
     EXPECT_EQ(run(&C::doDNTime, 152, 45), -2);
     // The library's refusal is masked only while going back to the saved values.
-    fail(146, -9);
+    failIsp(146, -1, -9);
     for (u32 flags : {0u, Peer::kResettingToLast, Peer::kSwitching | Peer::kResetting}) {
         Peer::setFlags(c, flags);
         EXPECT_EQ(run(&C::doDNThr, 146, 4), flags == Peer::kResettingToLast ? 0 : -9) << flags;

@@ -2,8 +2,8 @@
 // itself.
 #include <gtest/gtest.h>
 
+#include "ModuleTest.h"
 #include "PeloraTime.h"
-#include "TestRoot.h"
 #include "hostsim.h"
 
 namespace {

@@ -1,20 +1,16 @@
 // Start-up, shutdown and factory reset of a channel on the bundled simulated cameras.
 #include "CameraTest.h"
-#include "ControllerPeer.h"
 #include "SensorDebug.h"
 
 namespace {
 
-using Peer = ISensorControllerTestPeer;
-using Strings = std::vector<std::string>;
-using testsupport::fileExists;
+using namespace testsupport;
 
 const std::string kVersionFile = "/mnt/mtd/code/config_file/snsversion.cfg";
 const std::string kRemove = "shell rm -rf /mnt/mtd/code/config*/sensor1_[0-3].cfg";
 
 std::string scheme(int index) { return "/mnt/mtd/code/config_file/sensor1_" + std::to_string(index) + ".cfg"; }
 std::string word(u32 version) { return std::string(reinterpret_cast<const char*>(&version), sizeof(version)); }
-std::string raw(const std::vector<KeyVal>& set) { return std::string((const char*)set.data(), set.size() * 8); }
 int valueOf(const std::vector<KeyVal>& set, u32 key)
 {
     for (const KeyVal& kv : set)
@@ -22,7 +18,7 @@ int valueOf(const std::vector<KeyVal>& set, u32 key)
     return -12345;
 }
 
-class LifecycleTest : public testsupport::CameraTest {
+class LifecycleTest : public CameraTest {
 protected:
     // Every scheme file of channel 1 holds the factory set; the one past the last scheme is absent.
     void expectFactoryFiles(ISensorController& c)
@@ -43,12 +39,12 @@ TEST_F(LifecycleTest, SchemeFilesComeFromTheFactorySetOnFirstStartResetAndAnOlde
 {
     install("bullet");
     setDebugLevel(4);
-    testsupport::Started c;
+    Started c;
     const std::string notice = "check the sensor version,   local(0) --> libsensordll.so(8), source the cmd: "
                                "rm -rf /mnt/mtd/code/config*/sensor*\n";
     EXPECT_NE(captureStdout([&] { c = start(1); }).find(notice), std::string::npos);
     EXPECT_EQ(traced("shell "), Strings{kRemove});
-    EXPECT_EQ(testsupport::readFile(kVersionFile), word(8));
+    EXPECT_EQ(readFile(kVersionFile), word(8));
     EXPECT_TRUE(c->getSensorStatus());
     // 81 parameters in the style, less the two placeholders the WDR and corridor flags remove; four schemes
     // (max_scheme=4), each the factory set with the scheme mode 0 first.
@@ -70,26 +66,28 @@ TEST_F(LifecycleTest, SchemeFilesComeFromTheFactorySetOnFirstStartResetAndAnOlde
     EXPECT_EQ(brightness(*c), 70);
     EXPECT_EQ(raw(schemeFile(scheme(0))), raw(saved));
 
-    // The factory reset rewrites every file and ends in scheme 0 with the factory values.
+    // The factory reset rewrites every file and ends in scheme 0 with the factory values and mode 1.
+    ASSERT_TRUE(c->setParamMode(0));
     EXPECT_TRUE(c->resetParameters());
     EXPECT_EQ(traced("shell "), Strings{kRemove});
     expectFactoryFiles(*c);
-    EXPECT_EQ(Peer::curScheme(*c).load(), 0);
-    EXPECT_EQ(brightness(*c), 50);
+    EXPECT_EQ((std::vector<int>{Peer::curScheme(*c), brightness(*c), Peer::paramMode(*c)}), (std::vector<int>{0, 50, 1}));
     EXPECT_EQ(Peer::flags(*c) & Peer::kResetting, 0u);
     c.reset();
 
     // Files of an older module are deleted and written again.
-    testsupport::writeFile(kVersionFile, word(7));
+    writeFile(kVersionFile, word(7));
     writeSchemeFile(scheme(0), {{34, 99}});
     EXPECT_NE(captureStdout([&] { c = start(1); }).find("local(7) --> libsensordll.so(8)"), std::string::npos);
     expectFactoryFiles(*c);
-    EXPECT_EQ(testsupport::readFile(kVersionFile), word(8));
+    EXPECT_EQ(readFile(kVersionFile), word(8));
 
     // uinit releases the sets and may run twice; init then starts the same object again, as a reset does.
+    // The parameter mode goes back to 1: in mode 0 a start in a scheme mode would choose no scheme at all.
+    ASSERT_TRUE(c->setParamMode(0));
     c->uinit();
     EXPECT_TRUE(Peer::userKeyVal(*c) == nullptr && Peer::keyCmdMap(*c) == nullptr && c->getSensorStatus());
-    EXPECT_EQ(Peer::curScheme(*c).load(), -1);
+    EXPECT_EQ((std::vector<int>{Peer::curScheme(*c), Peer::paramMode(*c)}), (std::vector<int>{-1, 1}));
     c->uinit();
     EXPECT_EQ(Peer::keyValSum(*c), 0u);
     c->init(config(1));
@@ -97,6 +95,23 @@ TEST_F(LifecycleTest, SchemeFilesComeFromTheFactorySetOnFirstStartResetAndAnOlde
     ISensorController idle;
     idle.uinit();
     EXPECT_FALSE(idle.getSensorStatus());
+}
+
+// A reset starts again with the configuration of the start: on the dome three schemes and a lens
+// ("(max_scheme=3)" and "(lensId=20)"), not the four schemes and no lens of an empty detail.
+TEST_F(LifecycleTest, AResetKeepsTheModuleConfigurationOfTheStart)
+{
+    install("dome");
+    auto c = start(1);
+    const ModuleConfig before = Peer::sysConf(*c).moduleConfig;
+    ASSERT_TRUE(c->resetParameters());
+    const ModuleConfig& after = Peer::sysConf(*c).moduleConfig;
+    EXPECT_EQ(std::make_pair(c->getSensorType(), std::string(after.szDetail)),
+              std::make_pair(291, std::string("(max_scheme=3)(isInfrared=1)(lensId=20)(ptz=1)(sensor=IMX291)")));
+    EXPECT_EQ(std::string(after.szParameters), before.szParameters);
+    EXPECT_EQ(Peer::sysConf(*c).nSchemeSum, 3u);
+    EXPECT_TRUE(Peer::hasLens(*c));
+    EXPECT_TRUE(fileExists(scheme(2)) && !fileExists(scheme(3)));
 }
 
 TEST_F(LifecycleTest, ThermalChannelUsesItsOwnFilesStyleAndWdrRule)
@@ -121,22 +136,6 @@ TEST_F(LifecycleTest, ThermalChannelUsesItsOwnFilesStyleAndWdrRule)
     EXPECT_EQ(valueOf(Peer::set(*visible, 4), 2570), 0);
 }
 
-TEST_F(LifecycleTest, StoredSchemeModeLeavesTheFirstSwitchToTheThread)
-{
-    install("bullet");
-    hostsim::SimIsp::instance().setDayNight(0, 1);
-    start(1);
-    std::vector<KeyVal> first = schemeFile(scheme(0));
-    first[0].value = 2;  // switching by day and night
-    writeSchemeFile(scheme(0), first);
-
-    auto c = start(1);
-    EXPECT_TRUE(Peer::dnScheme(*c).load() && !Peer::timeScheme(*c).load());
-    // Night: the pass inside init put scheme 1 in force, and init switched nothing before it.
-    EXPECT_EQ(Peer::curScheme(*c).load(), 1);
-    EXPECT_EQ(Peer::lastScheme(*c).load(), -1);
-}
-
 TEST_F(LifecycleTest, DetailItemsNumberPlateCamerasAndTheBeawayFlag)
 {
     install("bullet");
@@ -147,16 +146,16 @@ TEST_F(LifecycleTest, DetailItemsNumberPlateCamerasAndTheBeawayFlag)
     };
     ModuleConfigure mc = config(1);
     for (const auto& dc : cases) {
+        SCOPED_TRACE(dc.detail);
         mc.setDetail(dc.detail);
-        testsupport::Started c;
+        Started c;
         const std::string out = captureStdout([&] { c = start(1, mc); });
-        EXPECT_EQ(Peer::limitedIrPower(*c), dc.limitedIr) << dc.detail;
-        EXPECT_EQ(out.find("#### m_bisLimitedIrPower is true!") != std::string::npos, dc.limitedIr) << dc.detail;
-        EXPECT_EQ(Peer::hasLens(*c), dc.lens) << dc.detail;
+        EXPECT_EQ(out.find("#### m_bisLimitedIrPower is true!") != std::string::npos, dc.limitedIr);
+        EXPECT_EQ(std::make_pair(Peer::limitedIrPower(*c), Peer::hasLens(*c)), std::make_pair(dc.limitedIr, dc.lens));
     }
 
     // A number-plate camera with a lens writes its night scheme with four values changed from the factory set.
-    testsupport::writeFile("/mnt/mtd/code/factory_setting/machineinfo.ini", "deviceType=8\n");
+    writeFile("/mnt/mtd/code/factory_setting/machineinfo.ini", "deviceType=8\n");
     mc.setDetail("(max_scheme=2)(lensId=3)");
     auto c = start(1, mc);
     EXPECT_TRUE(Peer::lprMode(*c));

@@ -1,14 +1,7 @@
 // Saving the scheme in force, going back to its file, and re-sending single keys after lens and iris moves.
-#include <cstdlib>
-#include <memory>
-
-#include "ControllerPeer.h"
 #include "ModuleTest.h"
-#include "hostsim.h"
 
 using namespace testsupport;
-using Peer = ISensorControllerTestPeer;
-using Strings = std::vector<std::string>;
 using Set = std::vector<std::pair<u32, s32>>;
 
 namespace {
@@ -18,10 +11,6 @@ const std::string kDir = "/mnt/mtd/code/config_file/", kFile0 = kDir + "sensor1_
 const Set kSet = {{8000, 0}, {8001, 8}, {8002, 0}, {8003, 18}, {8004, 0},
                   {34, 50},  {16, 0},   {1536, 1}, {17, 0},    {2384, 0}};
 
-std::string ia(u32 cmd, int val, int ret = 0)
-{
-    return "ia ch=0 cmd=" + std::to_string(cmd) + " opt=0 in=[" + std::to_string(val) + "] ret=" + std::to_string(ret);
-}
 // The file image of a set: its records' memory, as the file format pins it.
 std::string bytes(const Set& set)
 {
@@ -34,43 +23,28 @@ Set with(Set set, u32 key, s32 value)
     for (auto& kv : set) kv.second = kv.first == key ? value : kv.second;
     return set;
 }
-std::string failed(const std::string& where, const std::string& cond, const std::string& detail)
-{
-    const std::string red = colorPrefix(31);
-    return red + "[sensor assert] file:" + where + " line:#\n" + cond + "   ~~~Assertion failed.\n" + kColorEnd + red +
-           detail + kColorEnd;
-}
-Strings take() { Strings lines = hostsim::trace(); return hostsim::clearTrace(), lines; }
-void fail(std::int64_t cmd) { hostsim::SimIsp::instance().addFault(hostsim::IspFault{-1, cmd, -1, 0, -1, -1}); }
 
-class RestoreTest : public ModuleTest {
+class RestoreTest : public BareControllerTest {
 protected:
     void SetUp() override
     {
-        ModuleTest::SetUp();
+        BareControllerTest::SetUp();
         writeFile(kDir + "keep", "");
-        ctl_ = std::make_unique<ISensorController>();
-        ctl_->setVideoStreamModule(&video_);
-        Peer::buildTable(*ctl_);
         std::vector<KeyVal> set;
         for (const auto& kv : kSet) set.push_back(KeyVal{kv.first, kv.second});
-        Peer::installSets(*ctl_, std::vector<std::vector<KeyVal>>(3, set));
-        Peer::keyValTmp(*ctl_) = static_cast<KeyVal*>(std::calloc(set.size(), sizeof(KeyVal)));
-        Peer::curScheme(*ctl_) = Peer::lastScheme(*ctl_) = 0;
+        install(std::vector<std::vector<KeyVal>>(3, set));
+        Peer::lastScheme(*ctl_) = 0;
     }
-    void TearDown() override { std::free(Peer::keyValTmp(*ctl_)), Peer::releaseAll(*ctl_), ModuleTest::TearDown(); }
     // The in-memory set of a scheme, as its file would hold it.
     std::string image(u32 scheme) { return std::string((const char*)Peer::userKeyVal(*ctl_)[scheme], kSet.size() * 8); }
     void put(u32 scheme, u32 key, s32 val) { ctl_->setKeyValToCache(scheme, key, (u32)val, true); }
     bool reset()
     {
         bool ok = false;
-        out_ = maskLineNumbers(captureStdout([&] { ok = ctl_->resetToLastParameters(); }));
+        out_ = output([&] { ok = ctl_->resetToLastParameters(); });
         return ok;
     }
 
-    hostsim::SimVideoModule video_;
-    std::unique_ptr<ISensorController> ctl_;
     std::string out_;
 };
 
@@ -128,9 +102,9 @@ TEST_F(RestoreTest, ResetToLastParametersSendsOnlyWhatDiffersFromTheFile)
     EXPECT_TRUE(take().empty());
 
     writeFile(kFile0, bytes(kSet));
-    fail(34);
+    failIsp(34);
     EXPECT_FALSE(reset());
-    EXPECT_EQ(take(), (Strings{ia(34, 50, -1)}));
+    EXPECT_EQ(take(), (Strings{ia(34, 50, 0, -1)}));
     EXPECT_EQ(Peer::flags(*ctl_), 0u);
 }
 
@@ -145,39 +119,28 @@ TEST_F(RestoreTest, RestoreResendsTheValueOfTheSchemeInForceWithoutRecording)
     EXPECT_EQ(ctl_->restore(34), 0);
     EXPECT_EQ(take(), (Strings{ia(34, 50), ia(34, 55)}));
     int result = 0;
-    EXPECT_EQ(maskLineNumbers(captureStdout([&] { result = ctl_->restore(777); })),
+    EXPECT_EQ(output([&] { result = ctl_->restore(777); }),
               failed("ISensorController_restore.cpp fun:restore", "-1 != nPos",
                      "restore key(777) failed! make sure it is sensor ui key \n"));
     EXPECT_EQ(result, -1);
-    fail(34);
+    failIsp(34);
     EXPECT_EQ(ctl_->restore(34), -34);
-    EXPECT_EQ(take(), (Strings{ia(34, 55, -1)}));
+    EXPECT_EQ(take(), (Strings{ia(34, 55, 0, -1)}));
     EXPECT_EQ(image(2), bytes(with(kSet, 34, 55)));
     hostsim::SimIsp::instance().clearFaults();
 
     // The exposure mode follows the focus mode on a lens; the thermal channel has no exposure mode.
     const struct { bool lens, thermal, focusFails; Strings sent; } cases[] = {
         {false, false, false, {ia(16, 0)}}, {true, false, false, {ia(1536, 1), ia(16, 0)}},
-        {true, true, false, {ia(1536, 1)}}, {false, true, false, {}}, {true, false, true, {ia(1536, 1, -1)}}};
+        {true, true, false, {ia(1536, 1)}}, {false, true, false, {}}, {true, false, true, {ia(1536, 1, 0, -1)}}};
     Peer::curScheme(*ctl_) = 0;
     for (const auto& c : cases) {
         Peer::hasLens(*ctl_) = c.lens;
         Peer::thermal(*ctl_) = c.thermal;
-        if (c.focusFails) fail(1536);
+        if (c.focusFails) failIsp(1536);
         EXPECT_EQ(ctl_->restoreAeMode(), !c.focusFails) << c.lens << c.thermal;
         EXPECT_EQ(take(), c.sent) << c.lens << c.thermal;
     }
-}
-
-TEST_F(RestoreTest, SetMirrorModeSavesTheSchemeOnlyWhenTheMirrorWasApplied)
-{
-    EXPECT_TRUE(ctl_->setMirrorMode(1));
-    EXPECT_EQ(take(), (Strings{"video ch=1 key=2384 val=1 ret=0", ia(2384, 1)}));
-    EXPECT_EQ(readFile(kFile0), bytes(with(kSet, 2384, 1)));
-    removeFile(kFile0);
-    fail(2384);
-    EXPECT_FALSE(ctl_->setMirrorMode(0));
-    EXPECT_FALSE(fileExists(kFile0));
 }
 
 }  // namespace

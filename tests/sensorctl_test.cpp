@@ -14,11 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Outcome {
-    std::string out;
-    std::string err;
-    int status;
-};
+struct Outcome { std::string out, err; int status; };
 
 std::string readFile(const fs::path& path)
 {
@@ -86,18 +82,10 @@ TEST_F(SensorctlTest, RunScriptsReplayTheirRecordedResults)
     EXPECT_EQ(replayed, 8);
 }
 
-// What a person types, and what comes back: the exit status (0 done, 1 refused or failed, 2 usage),
-// a piece of the standard output and of the standard error (none at all where none is given).
-// The numbers are those of the findings each row answers.
-struct Typed {
-    const char* name;
-    std::string setup;  // shell, run first; $S is sensorctl
-    const char* args;
-    const char* input;
-    int status;
-    const char* out;
-    const char* err;
-};
+// What a person types (after a setup in the shell, where $S is sensorctl), and what comes back: the exit
+// status (0 done, 1 refused or failed, 2 usage), a piece of the standard output and of the standard error
+// (none at all where none is given). The numbers are those of the findings each row answers.
+struct Typed { const char* name; std::string setup; const char *args, *input; int status; const char *out, *err; };
 
 TEST_F(SensorctlTest, PeoplesCommandsRefuseAndExplain)
 {

@@ -3,18 +3,45 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <ctime>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "TestRoot.h"
+#include "ModuleTest.h"
 #include "http.h"
+#include "onvif.h"
+#include "security.h"
 #include "simcamera.h"
 
 namespace {
 
 using sensorhost::HttpServer;
+
+const char* const kGetServices = R"(<s:Envelope xmlns:s="http://www.w3.org/2003/05/soap-envelope"><s:Body>)"
+                                 R"(<GetServices xmlns="http://www.onvif.org/ver10/device/wsdl"/></s:Body></s:Envelope>)";
+
+// ONVIF's SetImagingSettings of channel 1's contrast, applied without saving,
+// with a fresh token of the fixture's user created now.
+std::string onvifContrast(int value, const std::string& nonce)
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    char created[32];
+    std::strftime(created, sizeof(created), "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&now, &utc));
+    return std::string(R"(<s:Envelope xmlns:s="http://www.w3.org/2003/05/soap-envelope"><s:Header><Security xmlns=")"
+                       R"(http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-wssecurity-secext-1.0.xsd">)"
+                       R"(<UsernameToken><Username>admin</Username><Password Type="#PasswordDigest">)") +
+           sensorhost::onvif::passwordDigest(nonce, created, "secret") + "</Password><Nonce>" +
+           sensorhost::onvif::encodeBase64(nonce) + "</Nonce><Created>" + created +
+           R"(</Created></UsernameToken></Security></s:Header><s:Body><SetImagingSettings xmlns=")"
+           R"(http://www.onvif.org/ver20/imaging/wsdl"><VideoSourceToken>VideoSource_1</VideoSourceToken>)"
+           R"(<ImagingSettings><Contrast>)" +
+           std::to_string(value) +
+           "</Contrast></ImagingSettings><ForcePersistence>false</ForcePersistence></SetImagingSettings></s:Body>"
+           "</s:Envelope>";
+}
 
 // A bundled camera on the test's root, every channel up, served on a free port of this machine.
 class ServedCamera : public testsupport::HostTest {
@@ -31,9 +58,15 @@ protected:
         api_ = std::make_unique<sensorhost::Api>(*camera_, sim_.get());
         server_ = std::make_unique<HttpServer>(*api_);
         server_->setToken(token);
-        server_->addRawPost("/onvif/device_service", [](const std::string& body) {
-            return sensorhost::RawReply{500, "application/soap+xml", "<fault>" + body + "</fault>"};
-        });
+        // ONVIF as sensorctl serve wires it: the body and the Host header of each POST.
+        onvif_ = std::make_unique<sensorhost::onvif::Service>(*camera_,
+                                                              std::vector<sensorhost::onvif::User>{{"admin", "secret"}});
+        for (const std::string& path : sensorhost::onvif::paths()) {
+            server_->addRawPost(path, [this, path](const std::string& body, const std::string& host) {
+                const sensorhost::onvif::Reply reply = onvif_->handle(path, body, host);
+                return sensorhost::RawReply{reply.status, reply.contentType, reply.body};
+            });
+        }
         ASSERT_TRUE(server_->bind("127.0.0.1", 0, error)) << error;
         server_->start();
     }
@@ -41,6 +74,7 @@ protected:
     {
         if (server_) server_->stop();
         server_.reset();
+        onvif_.reset();
         api_.reset();
         sim_.reset();
         camera_.reset();
@@ -71,6 +105,7 @@ protected:
     std::unique_ptr<sensorhost::SimCamera> camera_;
     std::unique_ptr<sensorhost::SimControl> sim_;
     std::unique_ptr<sensorhost::Api> api_;
+    std::unique_ptr<sensorhost::onvif::Service> onvif_;
     std::unique_ptr<HttpServer> server_;
 };
 
@@ -163,7 +198,7 @@ TEST_F(ServedCamera, AnswersEveryRequestWithItsStatusAndBody)
         {"the page", "GET", "/", "", 200, {"<title>Image settings</title>"}},
         {"a module", "GET", "/controls.js", "", 200, {"export function renderControl"}},
         {"no such file", "GET", "/secret.txt", "", 404, {"no such endpoint"}},
-        {"another service's route", "POST", "/onvif/device_service", "<a/>", 500, {"<fault><a/></fault>"}, nullptr, "application/soap+xml"},
+        {"ONVIF, where the client reached it", "POST", "/onvif/device_service", kGetServices, 200, {"<tds:XAddr>http://127.0.0.1:"}, nullptr, "application/soap+xml"},
     };
     // clang-format on
     for (const Exchange& row : rows) {
@@ -259,6 +294,14 @@ TEST_F(ServedCamera, ServeConcurrencyKeepsEveryClientsLastValue)
             }
         });
     }
+    // An ONVIF client on the same channel, through the same per-channel lock.
+    clients.emplace_back([&] {
+        for (int i = 0; i <= rounds; ++i) {
+            const auto answer = send("POST", "/onvif/imaging_service", onvifContrast(40 + i, "n" + std::to_string(i)),
+                                     "application/soap+xml");
+            if (!answer || answer->status != 200) ++failures;
+        }
+    });
     clients.emplace_back([&] {
         for (int i = 0; i < 5; ++i) {
             const auto answer = send("GET", "/api/channels/1/schedule");
@@ -270,6 +313,7 @@ TEST_F(ServedCamera, ServeConcurrencyKeepsEveryClientsLastValue)
     for (const std::string& path : writers) {
         EXPECT_NE(send("GET", path)->body.find("\"value\":" + std::to_string(40 + rounds)), std::string::npos) << path;
     }
+    EXPECT_NE(send("GET", "/api/channels/1/params/KEY_CONTRAST")->body.find("\"value\":65"), std::string::npos);
 }
 
 }  // namespace

@@ -1,29 +1,16 @@
-// Parameter strings from the web interface: pair lists, key lists, ranges, sensor check and version.
-#include <cstdlib>
-#include <memory>
-
-#include "ControllerPeer.h"
+// Parameter strings from the web interface: pair lists, key lists, all parameters, ranges and the sensor check.
 #include "ModuleTest.h"
 #include "SensorKeyVal.h"
-#include "hostsim.h"
 
-using Peer = ISensorControllerTestPeer;
-using Strings = std::vector<std::string>;
+using namespace testsupport;
 using Pairs = std::vector<std::pair<u32, s32>>;
 
 namespace {
 
-std::string failedCheck(const std::string& where, const std::string& cond, const std::string& message = "")
-{
-    const std::string red = testsupport::colorPrefix(31);
-    return red + "[sensor assert] file:" + where + " line:#\n" + cond + "   ~~~Assertion failed.\n\033[0m" + red +
-           message + "\033[0m";
-}
-const std::string kCut = failedCheck("SensorKeyVal.cpp fun:keyval_str2st", "*p_pnCount < p_nCapacity",
-                                     "keyval_str2st: more than 2 pairs, text cut\n");
+const std::string kCut = failed("SensorKeyVal.cpp fun:keyval_str2st", "*p_pnCount < p_nCapacity",
+                                "keyval_str2st: more than 2 pairs, text cut\n");
 // A refused key list shows the source line right after the file name; output() masks it.
 const std::string kRefused = "ISensorController_strings.cpp# getParameters fail p_strIds = ";
-Strings take() { Strings lines = hostsim::trace(); return hostsim::clearTrace(), lines; }
 
 // Scans into a heap block of exactly `room` entries, so a write past it is caught.
 std::pair<int, Pairs> scan(const std::string& text, unsigned room)
@@ -36,39 +23,29 @@ std::pair<int, Pairs> scan(const std::string& text, unsigned room)
     return {ret, out};
 }
 
-class StringsTest : public testsupport::ModuleTest {
+class StringsTest : public BareControllerTest {
 protected:
     void SetUp() override
     {
-        ModuleTest::SetUp();
-        ctl_ = std::make_unique<ISensorController>();
-        Peer::buildTable(*ctl_);
-        Peer::curScheme(*ctl_) = 0;
+        BareControllerTest::SetUp();
         // Two user schemes and the factory set; the scratch set holds exactly one set.
-        Peer::installSets(*ctl_, std::vector<std::vector<KeyVal>>(3, {{34, 50}, {49, 47}}));
-        Peer::keyValTmp(*ctl_) = static_cast<KeyVal*>(std::malloc(2 * sizeof(KeyVal)));
+        install(std::vector<std::vector<KeyVal>>(3, {{34, 50}, {49, 47}}));
         range_.def_val = 40, range_.items_cnt = 3;
         range_.item[0] = 33, range_.item[1] = 40, range_.item[2] = 50;
     }
-    void TearDown() override { std::free(Peer::keyValTmp(*ctl_)), Peer::releaseAll(*ctl_), ModuleTest::TearDown(); }
     void styleMaxShutter(const std::string& value)
     {
-        testsupport::writeFile("/tmp/merge_style_ch1.xml",
-                               "<style><tab><param id=\"49\" value=\"" + value + "\"/></tab></style>");
+        writeFile("/tmp/merge_style_ch1.xml", "<style><tab><param id=\"49\" value=\"" + value + "\"/></tab></style>");
     }
-    void fail(std::int64_t cmd, int result = -1) { isp_.addFault(hostsim::IspFault{-1, cmd, -1, 0, -1, result}); }
+    // Also masks the source line printed right after the file name of a refused key list.
     template <typename F>
-    std::string output(F&& action)
+    std::string said(F&& action)
     {
-        std::string text = testsupport::maskLineNumbers(captureStdout(action));
-        const size_t at = text.find(".cpp") + 4, end = text.find_first_not_of("0123456789", at);
-        if (at != 3 && end != std::string::npos && end > at) text.replace(at, end - at, "#");
-        return text;
+        return maskDigitsAfter(output(action), ".cpp");
     }
     s32 shutter(u32 scheme) { return Peer::set(*ctl_, scheme)[1].value; }
 
     hostsim::SimIsp& isp_ = hostsim::SimIsp::instance();
-    std::unique_ptr<ISensorController> ctl_;
     ia_dynamic_params_attr_st range_{};
 };
 
@@ -93,19 +70,15 @@ TEST(PairListTest, ScanningRules)
 TEST_F(StringsTest, PairListsAreCutAtTheScratchSetAndKeyListsAnsweredKeyByKey)
 {
     std::pair<int, Pairs> got;
-    EXPECT_EQ(output([&] { got = scan("(1,2)(3,4)(5,6)(7,8)", 2); }), kCut);
+    EXPECT_EQ(said([&] { got = scan("(1,2)(3,4)(5,6)(7,8)", 2); }), kCut);
     EXPECT_EQ(got, std::make_pair(-1, Pairs{{1, 2}, {3, 4}}));
 
     // The first two pairs are applied and recorded, the rest dropped.
     int ret = -999;
-    EXPECT_EQ(output([&] { ret = ctl_->setParameters(std::string("(34,60)(49,40)(2337,70)"), true); }), kCut + "\n");
+    EXPECT_EQ(said([&] { ret = ctl_->setParameters(std::string("(34,60)(49,40)(2337,70)"), true); }), kCut + "\n");
     EXPECT_EQ(ret, 0);
-    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=34 opt=0 in=[60] ret=0", "ia ch=0 cmd=49 opt=0 in=[40] ret=0"}));
+    EXPECT_EQ(take(), (Strings{ia(34, 60), ia(49, 40)}));
     EXPECT_EQ(Peer::set(*ctl_, 0)[0].value, 60);
-    EXPECT_EQ(shutter(0), 40);
-    // Not saving sends even unchanged values and records nothing.
-    EXPECT_EQ(output([&] { ret = ctl_->setParameters(std::string("(34,60)(49,33)"), false); }), "\n");
-    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=34 opt=0 in=[60] ret=0", "ia ch=0 cmd=49 opt=0 in=[33] ret=0"}));
     EXPECT_EQ(shutter(0), 40);
 
     // Key lists: "(" first, ")" last, nothing after.
@@ -119,16 +92,15 @@ TEST_F(StringsTest, PairListsAreCutAtTheScratchSetAndKeyListsAnsweredKeyByKey)
 
     // Keys outside the set are asked of the library; one it cannot read is left out.
     isp_.setValue(0, 2337, 60);
-    fail(9999);
+    failIsp(9999);
     std::string out = "old";
-    EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getParameters("(34,9999,2337,x)", out)); }),
-              failedCheck("ISensorController_params.cpp fun:getParameter",
+    EXPECT_EQ(said([&] { EXPECT_TRUE(ctl_->getParameters("(34,9999,2337,x)", out)); }),
+              failed("ISensorController_params.cpp fun:getParameter",
                           "SNS_SUCCESS == doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal)", "get key(9999) val from 2a err") +
                   "@@ out_Parameters = (34,60)(2337,60)(0,0) @@\n");
     EXPECT_EQ(out, "(34,60)(2337,60)(0,0)");
-    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=9999 opt=1 in=[0] ret=-1", "ia ch=0 cmd=2337 opt=1 in=[0] ret=0",
-                               "ia ch=0 cmd=0 opt=1 in=[0] ret=0"}));
-    EXPECT_EQ(output([&] { EXPECT_FALSE(ctl_->getParameters("34", out)); }), kRefused + "34 \n");
+    EXPECT_EQ(take(), (Strings{ia(9999, 0, 1, -1), ia(2337, 0, 1), ia(0, 0, 1)}));
+    EXPECT_EQ(said([&] { EXPECT_FALSE(ctl_->getParameters("34", out)); }), kRefused + "34 \n");
     EXPECT_EQ(out, "(34,60)(2337,60)(0,0)");
 }
 
@@ -137,17 +109,16 @@ TEST_F(StringsTest, AllParametersFromTheSavedFileOrTheCorrectedSetInForce)
     styleMaxShutter("200");  // the style offers its own shutter list
     std::string out;
     Peer::curScheme(*ctl_) = 2;
-    EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); }), "");
+    EXPECT_EQ(said([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); }), "");
     EXPECT_EQ(out, "");
     Peer::curScheme(*ctl_) = 1;
     const char file[] = "\x22\0\0\0\x4d\0\0\0\x31\0\0\0\xf6\xff\xff\xff";  // (34,77)(49,-10)
-    testsupport::writeFile("/mnt/mtd/code/config_file/sensor1_1.cfg", std::string(file, 16));
+    writeFile("/mnt/mtd/code/config_file/sensor1_1.cfg", std::string(file, 16));
     out = "keep";
-    EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); }), "");
+    EXPECT_EQ(said([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); }), "");
     EXPECT_EQ(out, "keep(34,77)(49,-10)");
-    // Entries a short file lacks are those in memory.
-    testsupport::writeFile("/mnt/mtd/code/config_file/sensor1_1.cfg", std::string(file, 8));
-    Peer::keyValTmp(*ctl_)[1] = KeyVal{99, 99};
+    // Entries a short file lacks are those in memory, not left over in the scratch set.
+    writeFile("/mnt/mtd/code/config_file/sensor1_1.cfg", std::string(file, 8));
     out.clear();
     captureStdout([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); });
     EXPECT_EQ(out, "(34,77)(49,47)");
@@ -158,10 +129,10 @@ TEST_F(StringsTest, AllParametersFromTheSavedFileOrTheCorrectedSetInForce)
     isp_.setRange(0, 49, range_);
     Peer::curScheme(*ctl_) = 0;
     out = "(1,1)";
-    EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); }), "");
+    EXPECT_EQ(said([&] { EXPECT_TRUE(ctl_->getAllParameters(out)); }), "");
     EXPECT_EQ(out, "(1,1)(34,50)(49,50)");
     EXPECT_EQ(std::make_pair(shutter(0), shutter(1)), std::make_pair(50, 47));
-    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=4112 opt=1 in=[] ret=0", "ia ch=0 cmd=49 opt=3 in=[47] ret=0"}));
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1), ia(49, 47, 3)}));
 }
 
 TEST_F(StringsTest, RangeQueryAnswersOnlyForListedRangedCommandsFromFreshRecords)
@@ -170,76 +141,48 @@ TEST_F(StringsTest, RangeQueryAnswersOnlyForListedRangedCommandsFromFreshRecords
     for (u32 cmd : {34, 49}) isp_.setRange(0, cmd, range_);
     int def = -5;
     std::string text = "x:";
-    EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getSensorParamRange(49, def, text)); }),
+    EXPECT_EQ(said([&] { EXPECT_TRUE(ctl_->getSensorParamRange(49, def, text)); }),
               "cmd=49 DefaltParam=40 strParamRange=x:33 40 50\n");
     EXPECT_EQ(std::make_pair(def, text), std::make_pair(40, std::string("x:33 40 50")));
-    EXPECT_EQ(take(), (Strings{"ia ch=0 cmd=4112 opt=1 in=[] ret=0", "ia ch=0 cmd=49 opt=2 in=[] ret=0"}));
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1), ia(49, "", 2)}));
 
     def = -5, text = "t";
     const auto unanswered = [&](int cmd, const std::string& printed) {
-        EXPECT_EQ(output([&] { EXPECT_FALSE(ctl_->getSensorParamRange(cmd, def, text)); }), printed) << cmd;
+        EXPECT_EQ(said([&] { EXPECT_FALSE(ctl_->getSensorParamRange(cmd, def, text)); }), printed) << cmd;
         EXPECT_EQ(std::make_pair(def, text), std::make_pair(-5, std::string("t")));
     };
     const std::string where = "ISensorController_strings.cpp fun:getSensorParamRange";
     unanswered(34, "");  // listed, but not a parameter the host may range
     unanswered(50, "");  // not listed
-    unanswered(82, failedCheck(where, "SNS_SUCCESS == doIaCmd(p_nCmd, IA_CMD_OPT_GET_PARAM_RNAGE, "
-                                      "(void*)(&stDynamicParam))"));
-    fail(4112);
-    unanswered(49, failedCheck(where, "SNS_SUCCESS == ia_ioctrl_v2(m_nCameraID-1, IA_CMD_DYNAMIC_PARAMS_CMDS_GET, "
-                                      "IA_CMD_OPT_GET, (void*)(&dnaCmdList))"));
-    isp_.clearFaults();
-    range_.type = 1;  // not a list of items: nothing to answer with
-    isp_.setRange(0, 82, range_);
-    EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getSensorParamRange(82, def, text)); }), "");
-    EXPECT_EQ(text, "t");
-
-    // Counts past the records' room are bounded by the room.
-    std::vector<u32> cmds(20, 1000);
-    cmds[15] = 49, cmds[16] = 50;
-    isp_.setDynamicCommands(0, cmds);
-    isp_.setCommandCount(0, 100);
-    range_ = ia_dynamic_params_attr_st{};
-    range_.items_cnt = 1000;
-    std::string items;
-    for (int i = 0; i < 64; ++i) items += (i ? " " : "") + std::to_string(range_.item[i] = 100 + i);
-    for (u32 cmd : {49, 50}) isp_.setRange(0, cmd, range_);
-    unanswered(50, "");
-    text.clear();
-    EXPECT_EQ(output([&] { EXPECT_TRUE(ctl_->getSensorParamRange(49, def, text)); }),
-              "cmd=49 DefaltParam=0 strParamRange=" + items + "\n");
+    unanswered(82, failed(where, "SNS_SUCCESS == doIaCmd(p_nCmd, IA_CMD_OPT_GET_PARAM_RNAGE, (void*)(&stDynamicParam))"));
+    failIsp(4112);
+    unanswered(49, failed(where, "SNS_SUCCESS == ia_ioctrl_v2(m_nCameraID-1, IA_CMD_DYNAMIC_PARAMS_CMDS_GET, "
+                                 "IA_CMD_OPT_GET, (void*)(&dnaCmdList))"));
 }
 
-TEST_F(StringsTest, SensorCheckAndCameraVersion)
+TEST_F(StringsTest, SensorCheckQueriesOrSetsAndRefusesShortRequests)
 {
     isp_.setSensorCheckResult(0, 42);
-    for (const Strings& c : std::vector<Strings>{{"(5,2,7)", "42", "opt=1 in=[5,2,7,0]"},
-                                                 {"(5,3,7)", "(5,3,7)", "opt=0 in=[5,3,7,0]"},
-                                                 {"(5,2,7,9)", "42", "opt=1 in=[5,2,7,0]"}}) {
-        std::string text = c[0];
-        EXPECT_EQ(output([&] { EXPECT_EQ(ctl_->SensorCheck(text), 0); }), "") << c[0];
-        EXPECT_EQ(text, c[1]);
-        EXPECT_EQ(take(), Strings{"ia ch=0 cmd=2816 " + c[2] + " ret=0"});
+    // The request, what it becomes, and the option it was sent with (a query when the second item is 2).
+    const struct { std::string request, answer; u32 option; } rows[] = {
+        {"(5,2,7)", "42", 1}, {"(5,3,7)", "(5,3,7)", 0}, {"(5,2,7,9)", "42", 1}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.request);
+        std::string text = row.request;
+        EXPECT_EQ(said([&] { EXPECT_EQ(ctl_->SensorCheck(text), 0); }), "");
+        EXPECT_EQ(text, row.answer);
+        EXPECT_EQ(take(), Strings{ia(2816, row.request.substr(1, 5) + ",0", row.option)});
     }
     // Too few items or no list at all: refused without asking the library.
-    for (const std::string request : {"(5,2)", "5,2,7", ""}) {
-        std::string text = request;
-        EXPECT_EQ(output([&] { EXPECT_EQ(ctl_->SensorCheck(text), -1); }), kRefused + request + " \n");
-        EXPECT_EQ(text, request);
+    for (std::string request : {"(5,2)", "5,2,7", ""}) {
+        EXPECT_EQ(said([&] { EXPECT_EQ(ctl_->SensorCheck(request), -1); }), kRefused + request + " \n");
     }
     EXPECT_TRUE(take().empty());
     // A failed query answers the zeroed result, never stale memory.
-    fail(2816, -9);
+    failIsp(2816, -1, -9);
     std::string text = "(1,2,3)";
     EXPECT_EQ(ctl_->SensorCheck(text), -9);
     EXPECT_EQ(text, "0");
-
-    isp_.setVersionText(0, std::string(60, 'v'));
-    std::string version;
-    EXPECT_TRUE(ctl_->getCameraVerInf(version));
-    fail(2496);
-    EXPECT_FALSE(ctl_->getCameraVerInf(version));
-    EXPECT_EQ(version, std::string(49, 'v'));
 }
 
 }  // namespace

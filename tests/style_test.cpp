@@ -1,32 +1,108 @@
-// The UI style: the model's diversity merged into it, and the rewrite by the image library's run-time ranges.
+// The UI style of a channel: the documents its device type and channel choose, the model's diversity merged
+// into them, the rewrite by the image library's run-time ranges, and the factory set read out of the result.
 #include <tinyxml.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "ModuleTest.h"
 #include "SensorFile.h"
-#include "hostsim.h"
+#include "SensorKeyVal.h"
+#include "sensor.h"
 
 using namespace testsupport;
-using Strings = std::vector<std::string>;
 using Items = std::vector<s32>;
+using Pairs = std::vector<std::pair<u32, s32>>;
 
 namespace {
 
-std::string failed(const std::string& func, const std::string& cond)
+std::string path(const std::string& name)
 {
-    const std::string red = colorPrefix(31);
-    return red + "[sensor assert] file:SensorStyle.cpp fun:" + func + " line:#\n" + cond + "   ~~~Assertion failed.\n" +
-           kColorEnd + red + kColorEnd;
+    const bool diversity = name.find("Div") != std::string::npos;
+    return "/hd1/moduleConfig/sensorConfig/style" + std::string(diversity ? "Diversity/" : "/") + name;
 }
+
+TEST(DetailFieldTest, FirstOccurrenceOfTheNameUpToTheNextClosingParenthesis)
+{
+    const struct { const char *detail, *field; int ret; u32 number; const char* text; } cases[] = {
+        {"(max_scheme=2)", "max_scheme", 0, 2, "2"},     {"", "max_scheme", -1, 77, ""},
+        {"(max_scheme2)", "max_scheme", -1, 77, ""},     {"(max_scheme=2", "max_scheme", -1, 77, ""},
+        {"(max_scheme=abc)", "max_scheme", 0, 0, "abc"}, {"(max_scheme2)(isInfrared=1)", "max_scheme", 0, 1, "1"},
+        {"(lensId=0)(old_max_scheme=3)(max_scheme=2)", "max_scheme", 0, 3, "3"}, {"(lensId=)(x=5)", "lensId", 0, 0, ""},
+        {"(v=123456789)", "v", 0, 123456789, "123456789"},
+        // Ten characters and more do not fit the 10-byte value buffers: nine are kept.
+        {"(v=1234567890123)", "v", 0, 123456789, "123456789"}, {"(s=IMX334ABCDEFGHIJ)", "s", 0, 0, "IMX334ABC"},
+    };
+    for (const auto& c : cases) {
+        u32 number = 77;
+        EXPECT_EQ(getDetailFieldTou32(c.detail, c.field, &number), c.ret) << c.detail;
+        EXPECT_EQ(number, c.number) << c.detail;
+        // The text reader writes the value's characters only: no terminator, nothing past them.
+        char text[16];
+        std::memset(text, '#', sizeof(text));
+        EXPECT_EQ(getDetailFieldToStr(c.detail, c.field, text), c.ret) << c.detail;
+        EXPECT_EQ(std::string(text, sizeof(text)), (c.text + std::string(16, '#')).substr(0, 16)) << c.detail;
+    }
+}
+
+class SysConfTest : public ModuleTest {
+protected:
+    void SetUp() override
+    {
+        ModuleTest::SetUp();
+        setDebugLevel(1);  // and the directory /tmp, where the merged style goes
+        // Each style names itself on its root; each diversity adds a tab naming itself.
+        for (const std::string kind : {"", "_dome", "_Thermal"}) {
+            writeFile(path("Style" + kind + ".xml"), "<s file=\"" + kind + "\"><tab key=\"t\"/></s>");
+            writeFile(path("StyleDiversity" + kind + ".xml"),
+                      R"(<m x="1"><AddAfter tab_key="t"><tab key=")" + kind + "\"/></AddAfter></m>");
+        }
+    }
+    void TearDown() override { uinitSysConf(&conf_), ModuleTest::TearDown(); }
+
+    std::string init(int channel, unsigned type)
+    {
+        writeFile("/mnt/mtd/code/factory_setting/machineinfo.ini", "deviceType=" + std::to_string(type) + "\n");
+        ModuleConfigure mc;
+        mc.setDetail("(x=1)");
+        uinitSysConf(&conf_);
+        return output([&] { EXPECT_EQ(initSysConf(channel, mc, &conf_), 0); });
+    }
+    // "style+diversity" by their kinds, as the merged style shows them.
+    std::string chosen() const
+    {
+        const std::string style = conf_.szUIStyle;
+        const size_t file = style.find("file=\"") + 6, added = style.find("<tab key=\"", style.find("\"t\"")) + 10;
+        return style.substr(file, style.find('"', file) - file) + "+" +
+               style.substr(added, style.find('"', added) - added);
+    }
+
+    SysConfig conf_{};
+};
+
+TEST_F(SysConfTest, DocumentsFollowDeviceTypeAndChannel)
+{
+    // Per device type, the documents of channels 1, 2 and 3: Standard, Dome or Thermal.
+    const std::pair<unsigned, const char*> cases[] = {
+        {1, "SSS"},  {8, "SSS"},  {9, "SSS"},  {11, "SSS"}, {15, "SSS"}, {16, "SSS"}, {18, "SSS"},  {22, "SSS"},
+        {13, "STS"}, {14, "STS"}, {17, "STS"}, {19, "DTD"}, {23, "DTD"}, {4, "DDD"},  {20, "DDD"},  {104, "DDD"},
+        {0, "DDD"},  {5, "DDD"},  {21, "DDD"}};  // unknown types: reported, then the dome documents
+    for (const auto& c : cases) {
+        for (int channel = 1; channel <= 3; ++channel) {
+            SCOPED_TRACE(testing::Message() << "type " << c.first << " channel " << channel);
+            const std::string out = init(channel, c.first);
+            EXPECT_EQ(out.find("machineinfo, devicetype(" + std::to_string(c.first) +
+                               ") error, must be 1 or 4 or 8 or 9 or 13\n") != std::string::npos,
+                      c.first == 0 || c.first == 5 || c.first == 21);
+            const char kind = c.second[channel - 1];
+            EXPECT_EQ(chosen(), kind == 'S' ? "+" : kind == 'D' ? "_dome+_dome" : "_Thermal+_Thermal");
+        }
+    }
+}
+
+std::string failedIn(const std::string& func, const std::string& cond) { return failed("SensorStyle.cpp fun:" + func, cond); }
 
 std::string attr(const TiXmlElement* e, const char* name, const char* none = "")
 {
@@ -75,7 +151,7 @@ protected:
         ModuleConfig mc{};
         std::snprintf(mc.szDetail, sizeof(mc.szDetail), "%s", detail.c_str());
         char* text = strdup(style.c_str());  // the merge reallocates it
-        out_ = maskLineNumbers(captureStdout([&] { EXPECT_EQ(mergeStyle(channel, &mc, &text, &diversity[0]), 0); }));
+        out_ = output([&] { EXPECT_EQ(mergeStyle(channel, &mc, &text, &diversity[0]), 0); });
         const std::string merged = text;
         std::free(text);
         return merged;
@@ -83,7 +159,7 @@ protected:
     std::string dna(const std::string& style, bool showWdr = false)
     {
         std::string result;
-        out_ = maskLineNumbers(captureStdout([&] { EXPECT_EQ(getDnaStyle(1, style.c_str(), result, showWdr), 0); }));
+        out_ = output([&] { EXPECT_EQ(getDnaStyle(1, style.c_str(), result, showWdr), 0); });
         return result;
     }
     // The library's dynamic commands in order, each with its default and items.
@@ -136,7 +212,7 @@ TEST_F(StyleTest, BlocksEditTheRealTabsInTurnAndTheMergeFileIsTheStyle)
     const std::string merged = merge(style, div, "(lensId=0)", 2);
     EXPECT_EQ(flat(merged, true), "scheme:Schemes,image:copy,exposure:new,iris:Iris,whitebalance:White balance,"
                                   "daynight:Day/night,light:Illumination,enhance:Enhancement,lens:Lens,zoom:Zoom");
-    EXPECT_EQ(out_, failed("mergeStyle", "NULL != (node_second = node_first->FirstChildElement())"));
+    EXPECT_EQ(out_, failedIn("mergeStyle", "NULL != (node_second = node_first->FirstChildElement())"));
     EXPECT_EQ(readFile("/tmp/merge_style_ch2.xml"), merged);
 }
 
@@ -144,11 +220,11 @@ TEST_F(StyleTest, MalformedEmptyAndTruncatedDocumentsAreReportedAndUsedAsFarAsTh
 {
     const std::string ok = R"(<s><tab key="a"/><tab key="b"/></s>)", okPrinted = "<s>\n    <tab key=\"a\" />\n"
                                                                                    "    <tab key=\"b\" />\n</s>\n";
-    const std::string badStyle = failed("mergeStyle", "doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8)"),
-                      badDiv = failed("mergeStyle", "doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8)"),
-                      noBlock = failed("mergeStyle", "NULL != (node_first = doc_style_div.RootElement())"),
-                      noMerge = failed("mergeStyle", "loadFromFile(filename, *ui_style, file_len) > 0"),
-                      badDna = failed("getDnaStyle", "objStyleXmlDoc.LoadMem(szStyle, TIXML_ENCODING_UTF8)");
+    const std::string badStyle = failedIn("mergeStyle", "doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8)"),
+                      badDiv = failedIn("mergeStyle", "doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8)"),
+                      noBlock = failedIn("mergeStyle", "NULL != (node_first = doc_style_div.RootElement())"),
+                      noMerge = failedIn("mergeStyle", "loadFromFile(filename, *ui_style, file_len) > 0"),
+                      badDna = failedIn("getDnaStyle", "objStyleXmlDoc.LoadMem(szStyle, TIXML_ENCODING_UTF8)");
     // What the parser kept of a broken document is what the merge and the rewrite go on with.
     const struct { std::string style, diversity, reports, merged; } cases[] = {
         {"", "<m/>", badStyle + noMerge, ""},
@@ -156,6 +232,10 @@ TEST_F(StyleTest, MalformedEmptyAndTruncatedDocumentsAreReportedAndUsedAsFarAsTh
         {ok, "", badDiv + noBlock, okPrinted},
         {ok, "no markup", badDiv + noBlock, okPrinted},
         {ok, R"(<m f="1"><Delete tab_key="a"/>)", badDiv, "<s>\n    <tab key=\"b\" />\n</s>\n"},
+        // Cut after the lead byte of a three-byte character: what follows its terminator is not the
+        // document's ("&" would start an entity).
+        {ok, "<m f=\"1\"><Delete tab_key=\"a\" x=\"\xe4" + std::string(1, '\0') + std::string(16, '&'), badDiv,
+         "<s>\n    <tab key=\"b\" />\n</s>\n"},
     };
     for (const auto& c : cases) {
         const std::string merged = merge(c.style, c.diversity, "(f=1)");
@@ -168,25 +248,6 @@ TEST_F(StyleTest, MalformedEmptyAndTruncatedDocumentsAreReportedAndUsedAsFarAsTh
     }
 }
 
-TEST_F(StyleTest, ADocumentCutInsideAMultiByteCharacterIsNotReadPastItsEnd)
-{
-    // The diversity ends after the lead byte of a three-byte character; the bytes
-    // after its terminator are not the document's ("&" would start an entity).
-    const std::string text = "<m f=\"1\"><Delete tab_key=\"a\" x=\"\xe4";
-    char* div = static_cast<char*>(std::malloc(text.size() + 17));
-    std::memcpy(div, text.c_str(), text.size() + 1);
-    std::memset(div + text.size() + 1, '&', 16);
-    ModuleConfig mc{};
-    std::snprintf(mc.szDetail, sizeof(mc.szDetail), "(f=1)");
-    char* style = strdup(R"(<s><tab key="a"/><tab key="b"/></s>)");
-    out_ = maskLineNumbers(captureStdout([&] { EXPECT_EQ(mergeStyle(1, &mc, &style, div), 0); }));
-    // Reported, and the block that parsed before the cut still applies.
-    EXPECT_EQ(out_, failed("mergeStyle", "doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8)"));
-    EXPECT_EQ(std::string(style), "<s>\n    <tab key=\"b\" />\n</s>\n");
-    std::free(style);
-    std::free(div);
-}
-
 TEST_F(StyleTest, LibraryDecidesDefaultsChoicesAndPlaceholders)
 {
     library({{2337, 1, {0, 2}}, {34, 60, {1}}, {96, 0, {}}, {2384, 3, {}}});
@@ -196,11 +257,9 @@ TEST_F(StyleTest, LibraryDecidesDefaultsChoicesAndPlaceholders)
                               R"(<p id="2337" value="9">)" + choices({2, 3}) + "</p></g></s>";
     // A choice without index stops the filtering of its parameter only.
     EXPECT_EQ(flat(dna(style)), "2337=1[0,2] 34=60[?,5] 96=0 2384=3 8000=1 2337=1[2]");
-    EXPECT_EQ(out_, failed("getDnaStyle", "SNS_SUCCESS == doDnaStyle(objStyleXmlDoc.RootElement(), "
+    EXPECT_EQ(out_, failedIn("getDnaStyle", "SNS_SUCCESS == doDnaStyle(objStyleXmlDoc.RootElement(), "
                                           "dnaCmdList.cmd_list[i], &dnaParamList)"));
-    EXPECT_EQ(hostsim::trace(), (Strings{"ia ch=0 cmd=4112 opt=1 in=[] ret=0", "ia ch=0 cmd=2337 opt=2 in=[] ret=0",
-                                         "ia ch=0 cmd=34 opt=2 in=[] ret=0", "ia ch=0 cmd=96 opt=2 in=[] ret=0",
-                                         "ia ch=0 cmd=2384 opt=2 in=[] ret=0"}));
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1), ia(2337, "", 2), ia(34, "", 2), ia(96, "", 2), ia(2384, "", 2)}));
 
     // The placeholders go with their flags; of two with one id, the later one goes.
     const std::string spacers = R"(<s><t><p id="10" value="1"/><p id="11" value="2"/></t><p id="10" value="3"/></s>)";
@@ -224,6 +283,25 @@ std::string scanned(int value, const Items& items, size_t upTo)
     return text;
 }
 
+// A hostile document cannot drive the element search into the stack: it looks 256 levels deep, no further,
+// in a search and in the dynamic style's pass (which finds its elements through an index of its own).
+TEST_F(StyleTest, ElementSearchStopsBelowDepth256)
+{
+    for (int depth : {256, 257}) {
+        SCOPED_TRACE(depth);
+        std::string open, close;
+        for (int i = 0; i < depth; ++i) open += "<g>", close += "</g>";
+        TiXmlDocument doc;
+        doc.Parse((open + R"(<p id="34" value="7"/>)" + close).c_str());
+        int value = -1;
+        EXPECT_EQ(getDnaValbyCmdId(doc.RootElement(), 34, value), 0);
+        EXPECT_EQ(value, depth == 256 ? 7 : -1);
+        library({{34, 1, {0, 2}}});
+        EXPECT_EQ(flat(dna(open + R"(<p id="34" value="7">)" + choices({0, 1, 2}) + "</p>" + close)),
+                  depth == 256 ? "34=1[0,2]" : "34=7[0,1,2]");
+    }
+}
+
 TEST_F(StyleTest, ShutterAndFocusLimitsMayTakeTheirDefaultOrChoicesFromTheStyle)
 {
     const struct { u32 cmd; int value; Items choices; s32 def; Items items; std::string expected, console; } cases[] = {
@@ -243,38 +321,6 @@ TEST_F(StyleTest, ShutterAndFocusLimitsMayTakeTheirDefaultOrChoicesFromTheStyle)
         EXPECT_EQ(flat(dna("<s><t>" + param + choices(c.choices) + "</p></t></s>")), c.expected) << c.cmd << c.value;
         EXPECT_EQ(out_, c.console) << c.cmd << " " << c.value;
     }
-    // The style's own list: the record holds 64 choices, further ones are dropped.
-    Items many(70);
-    for (int i = 0; i < 70; ++i) many[i] = i + 1;
-    std::string kept = "49=5";
-    for (int i = 1; i <= 64; ++i) kept += (i == 1 ? "[" : ",") + std::to_string(i);
-    library({{49, 25, {6}}});
-    EXPECT_EQ(flat(dna(R"(<s><p id="49" value="205">)" + choices(many) + "</p></s>")), kept + "]");
-}
-
-// A hostile document cannot drive the element search into the stack: an
-// element nested deeper than 256 levels below where the search starts is not
-// found, neither by a search nor by the dynamic style's pass (its own index).
-TEST_F(StyleTest, ElementSearchStopsBelowDepth256)
-{
-    for (int depth : {256, 257}) {
-        SCOPED_TRACE(depth);
-        auto nested = [depth](const std::string& inner) {
-            std::string xml;
-            for (int i = 0; i < depth; ++i) xml += "<g>";
-            xml += inner;
-            for (int i = 0; i < depth; ++i) xml += "</g>";
-            return xml;
-        };
-        TiXmlDocument doc;
-        doc.Parse(nested("<p id=\"34\" value=\"7\"/>").c_str());
-        int value = -1;
-        EXPECT_EQ(getDnaValbyCmdId(doc.RootElement(), 34, value), 0);
-        EXPECT_EQ(value, depth == 256 ? 7 : -1);
-        library({{34, 1, {0, 2}}});
-        EXPECT_EQ(flat(dna(nested(R"(<p id="34" value="7">)" + choices({0, 1, 2}) + "</p>"))),
-                  depth == 256 ? "34=1[0,2]" : "34=7[0,1,2]");
-    }
 }
 
 TEST_F(StyleTest, FailedQueriesLeaveTheRecordAsItWasAndTheListIsBounded)
@@ -285,31 +331,98 @@ TEST_F(StyleTest, FailedQueriesLeaveTheRecordAsItWasAndTheListIsBounded)
     const std::string style = R"(<s><p id="2337" value="5">)" + choices({0, 1}) + R"(</p><p id="34" value="50">)" +
                               choices({0, 1, 2}) + "</p></s>";
     EXPECT_EQ(flat(dna(style)), "2337=1[0] 34=1[0,2]");
-    EXPECT_EQ(out_, failed("getDnaStyle", "SNS_SUCCESS == ia_ioctrl_v2(p_channelID-1, (ia_cmd_e)dnaCmdList."
+    EXPECT_EQ(out_, failedIn("getDnaStyle", "SNS_SUCCESS == ia_ioctrl_v2(p_channelID-1, (ia_cmd_e)dnaCmdList."
                                           "cmd_list[i], IA_CMD_OPT_GET_PARAM_RNAGE, (void*)(&dnaParamList))"));
-    EXPECT_EQ(hostsim::trace(), (Strings{"ia ch=0 cmd=4112 opt=1 in=[] ret=0", "ia ch=0 cmd=2337 opt=2 in=[] ret=0",
-                                         "ia ch=0 cmd=34 opt=2 in=[] ret=-1"}));
-    hostsim::clearTrace();
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1), ia(2337, "", 2), ia(34, "", 2, -1)}));
     isp_.addFault(hostsim::IspFault{-1, 4112, -1, 0, 1, -1});
     EXPECT_EQ(flat(dna(style)), "2337=5[0,1] 34=50[0,1,2]");
-    EXPECT_EQ(out_, failed("getDnaStyle", "SNS_SUCCESS == ia_ioctrl_v2(p_channelID-1, IA_CMD_DYNAMIC_PARAMS_CMDS_GET, "
+    EXPECT_EQ(out_, failedIn("getDnaStyle", "SNS_SUCCESS == ia_ioctrl_v2(p_channelID-1, IA_CMD_DYNAMIC_PARAMS_CMDS_GET, "
                                           "IA_CMD_OPT_GET, (void*)(&dnaCmdList))"));
-    EXPECT_EQ(hostsim::trace(), Strings{"ia ch=0 cmd=4112 opt=1 in=[] ret=-1"});
+    EXPECT_EQ(take(), Strings{ia(4112, "", 1, -1)});
 
     // A count beyond the list's 16 places takes the 16; a negative one takes none.
     std::vector<std::tuple<u32, s32, Items>> twenty;
     for (u32 cmd = 100; cmd < 120; ++cmd) twenty.emplace_back(cmd, 1, Items{1});
     library(twenty);
-    for (const s32 count : {20, -3, 2}) {
+    for (const s32 count : {20, -3}) {
         isp_.setCommandCount(0, count);
-        hostsim::clearTrace();
+        take();
         dna(style);
-        Strings expected = {"ia ch=0 cmd=4112 opt=1 in=[] ret=0"};
-        for (int cmd = 100; cmd < 100 + std::min(std::max(count, 0), 16); ++cmd) {
-            expected.push_back("ia ch=0 cmd=" + std::to_string(cmd) + " opt=2 in=[] ret=0");
-        }
-        EXPECT_EQ(hostsim::trace(), expected) << count;
+        EXPECT_EQ(take().size(), count < 0 ? 1u : 17u) << count;
     }
+}
+
+class FactoryTest : public ModuleTest {
+protected:
+    // The factory set, read into a heap block of exactly 160 entries so that a write past it is caught.
+    Pairs factory(std::string style, bool showWdr = false)
+    {
+        KeyVal* set = static_cast<KeyVal*>(std::malloc(SENSOR_FCT_KEYVAL_MAX * sizeof(KeyVal)));
+        u32 count = 999;
+        out_ = output([&] { EXPECT_EQ(getFctData(1, &style[0], set, &count, showWdr), 0); });
+        Pairs pairs;
+        for (u32 i = 0; i < count && i < SENSOR_FCT_KEYVAL_MAX; ++i) pairs.emplace_back(set[i].key, set[i].value);
+        std::free(set);
+        return pairs;
+    }
+    std::string out_;
+};
+
+TEST_F(FactoryTest, EveryElementWithIdAndValueIsAnEntryAndTheSetHasRoomFor160)
+{
+    const std::string style = R"(<s><g><p id="34" value="50"/><p id="2337" value="128"/></g><p id="7"><p id="8" )"
+                              R"(value="12abc"/></p><p value="3"/><p id="34" value="-5"><o id="9" value="1"/>)"
+                              R"(</p><p id="10" value="1"/><p id="11" value="2"/></s>)";
+    const Pairs all = {{34, 50}, {2337, 128}, {8, 12}, {34, -5}, {9, 1}, {10, 1}, {11, 2}};
+    g_bShoWBeawayFalg = false;
+    EXPECT_EQ(factory(style), all);
+    EXPECT_EQ(factory(style, true), (Pairs{all[0], all[1], all[2], all[3], all[4], all[6]}));
+    g_bShoWBeawayFalg = true;
+    EXPECT_EQ(factory(style, true), Pairs(all.begin(), all.end() - 2));
+    EXPECT_EQ(out_, "");
+    EXPECT_EQ(factory(""), Pairs{});
+    EXPECT_EQ(out_, failed("SensorStyle.cpp fun:getDnaStyle", "objStyleXmlDoc.LoadMem(szStyle, TIXML_ENCODING_UTF8)") +
+                        failed("SensorStyle.cpp fun:getFctData",
+                               "objDnaStyleDoc.LoadMem(strDnaStyle.c_str(), TIXML_ENCODING_UTF8)"));
+
+    std::string many = "<s>";
+    for (int i = 0; i < 170; ++i) {
+        many += "<p id=\"" + std::to_string(1000 + i) + "\" value=\"" + std::to_string(i) + "\"/>";
+    }
+    const Pairs set = factory(many + "</s>");
+    ASSERT_EQ(set.size(), 160u);
+    EXPECT_EQ(set.back(), std::make_pair(1159u, 159));
+    EXPECT_EQ(out_, failed("SensorStyle.cpp fun:getFctData",
+                           "SNS_SUCCESS == style2KeyVal(pRootNode, p_pKeyVal, p_pnKeyValNum)", "p_pnKeyValNum(160)\n"));
+}
+
+TEST_F(FactoryTest, CorrectionTouchesOnlyTheFirstEntryOfEachListedKey)
+{
+    hostsim::SimIsp& isp = hostsim::SimIsp::instance();
+    ia_dynamic_params_attr_st shutter{};
+    shutter.items_cnt = 3, shutter.item[0] = 6, shutter.item[1] = 12, shutter.item[2] = 25;
+    isp.setRange(1, 49, shutter);
+    isp.setDynamicCommands(1, {49, 82});
+    std::vector<KeyVal> set = {{34, 50}, {49, 7}, {49, 7}};
+    EXPECT_EQ(output([&] { EXPECT_EQ(keyval_correct(1, set.data(), 3), 0); }), colorPrefix(0) +
+              "[sensor assert] file:SensorKeyVal.cpp fun:keyval_correct line:#\ncmd_list[1]=82\n" + kColorEnd);
+    EXPECT_EQ(Pairs({{set[0].key, set[0].value}, {set[1].key, set[1].value}, {set[2].key, set[2].value}}),
+              Pairs({{34, 50}, {49, 6}, {49, 7}}));
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1, 0, 1), ia(49, 7, 3, 0, 1)}));
+
+    // A refused correction is reported and the walk goes on.
+    isp.setDynamicCommands(1, {49, 34});
+    isp.addFault(hostsim::IspFault{1, 49, 3, 0, 1, -1});
+    EXPECT_EQ(output([&] { EXPECT_EQ(keyval_correct(1, set.data(), 3), 0); }),
+              failed("SensorKeyVal.cpp fun:keyval_correct", "SNS_SUCCESS == ia_ioctrl_v2(p_nChannel_id, (ia_cmd_e)"
+                     "p_pKeyval[index].key, IA_CMD_OPT_CORRECT_PARAM, &p_pKeyval[index].value)"));
+    EXPECT_EQ(take(), (Strings{ia(4112, "", 1, 0, 1), ia(49, 6, 3, -1, 1), ia(34, 50, 3, 0, 1)}));
+    // No list, nothing to correct; no set, -1.
+    isp.setDynamicCommands(1, {});
+    EXPECT_EQ(keyval_correct(1, set.data(), 3), 0);
+    EXPECT_EQ(take(), Strings{ia(4112, "", 1, 0, 1)});
+    EXPECT_EQ(output([&] { EXPECT_EQ(keyval_correct(1, nullptr, 3), -1); }),
+              failed("SensorKeyVal.cpp fun:keyval_correct", "NULL != p_pKeyval"));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The imaging service: settings and options from the one mapping table, focus moves, and the schemes as presets.
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 
 #include "SensorKeys.h"
 #include "keys.h"
@@ -57,7 +58,11 @@ void getImagingSettings(Context& context, const TiXmlElement& request, TiXmlElem
 {
     const int channel = channelOf(context, request);
     const auto controls = controlsOf(context, channel);
-    const Values values = readValues(context.camera.controller(channel), *controls);
+    Values values;
+    {
+        std::lock_guard<std::mutex> lock(context.camera.lock(channel));
+        values = readValues(context.camera.controller(channel), *controls);
+    }
     writeSettings(*controls, values, *add(response, "timg:ImagingSettings"));
 }
 
@@ -75,9 +80,9 @@ void setImagingSettings(Context& context, const TiXmlElement& request, TiXmlElem
     if (force != nullptr && !parseBool(text(force), persist)) {
         fail(FaultCode::Sender, "ter:InvalidArgVal", "", "ForcePersistence '" + text(force) + "' is no boolean");
     }
-    std::lock_guard<std::mutex> lock(context.writes);
-    ISensorController& controller = context.camera.controller(channel);
     const auto controls = controlsOf(context, channel);
+    std::lock_guard<std::mutex> lock(context.camera.lock(channel));
+    ISensorController& controller = context.camera.controller(channel);
     const Values values = readValues(controller, *controls);
     const std::vector<std::pair<int, int>> changes = readSettings(*settings, *controls, values);
     std::vector<std::pair<int, int>> before;
@@ -171,7 +176,7 @@ void move(Context& context, const TiXmlElement& request, TiXmlElement&)
                   (name == "Continuous" ? "focus steps" : "focus position"));
     }
     ISensorController& controller = context.camera.controller(channel);
-    std::lock_guard<std::mutex> lock(context.writes);
+    std::lock_guard<std::mutex> lock(context.camera.lock(channel));
     bool done = true;
     if (name == "Continuous") {
         const double speed = moveValue(*kind, "Speed", -1, 1);
@@ -204,7 +209,13 @@ void getStatus(Context& context, const TiXmlElement& request, TiXmlElement& resp
     const int channel = channelOf(context, request);
     TiXmlElement* status = add(response, "timg:Status");
     int position = 0;
-    if (lensOf(context, channel).position && context.camera.controller(channel).getFocusValue(position)) {
+    if (!lensOf(context, channel).position) return;
+    bool read = false;
+    {
+        std::lock_guard<std::mutex> lock(context.camera.lock(channel));
+        read = context.camera.controller(channel).getFocusValue(position);
+    }
+    if (read) {
         TiXmlElement* focus = add(*status, "tt:FocusStatus20");
         add(*focus, "tt:Position", std::to_string(position));
         add(*focus, "tt:MoveStatus", "UNKNOWN");
@@ -231,7 +242,10 @@ void getCurrentPreset(Context& context, const TiXmlElement& request, TiXmlElemen
 {
     const int channel = channelOf(context, request);
     int scheme = -1;
-    context.camera.controller(channel).getParamScheme(scheme);
+    {
+        std::lock_guard<std::mutex> lock(context.camera.lock(channel));
+        context.camera.controller(channel).getParamScheme(scheme);
+    }
     if (scheme >= 0 && scheme < context.camera.schemeCount(channel)) preset(response, scheme);
 }
 
@@ -246,7 +260,7 @@ void setCurrentPreset(Context& context, const TiXmlElement& request, TiXmlElemen
         if (token == "Scheme_" + std::to_string(i)) scheme = i;
     }
     if (scheme < 0) fail(FaultCode::Sender, "ter:InvalidArgVal", "", "no preset '" + token + "'");
-    std::lock_guard<std::mutex> lock(context.writes);
+    std::lock_guard<std::mutex> lock(context.camera.lock(channel));
     if (!context.camera.controller(channel).setParamScheme(scheme)) {
         fail(FaultCode::Receiver, "ter:Action", "", "the module did not switch to scheme " + std::to_string(scheme));
     }

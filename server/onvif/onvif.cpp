@@ -70,7 +70,6 @@ struct Service::State {
     CameraService& camera;
     Guard guard;
     Clock clock;
-    std::mutex writes;
 };
 
 Service::Service(CameraService& camera, std::vector<User> users, Clock clock)
@@ -108,7 +107,7 @@ Reply Service::handle(const std::string& path, const std::string& body, const st
             fail(FaultCode::Receiver, "ter:ActionNotSupported", "",
                  std::string((*service)->prefix) + ":" + name + " is not an action of this camera");
         }
-        Context context{state_->camera, hostOf(host), state_->clock(), state_->writes};
+        Context context{state_->camera, hostOf(host), state_->clock()};
         if (!entry->preAuth) {
             const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(context.now.time_since_epoch());
             state_->guard.check(request.header, ms.count());

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -73,7 +72,6 @@ struct Context {
     CameraService& camera;
     std::string host;  // where XAddrs point
     std::chrono::system_clock::time_point now;
-    std::mutex& writes;  // one change through ONVIF at a time
 };
 
 using Action = void (*)(Context& context, const TiXmlElement& request, TiXmlElement& response);

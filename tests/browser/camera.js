@@ -22,11 +22,11 @@ function controlsOf(root) {
   }
 }
 
-async function start(profile, dir) {
+async function start(profile, dir, args) {
   const root = path.join(dir, profile);
   execFileSync(sensorctl, ['init-root', root, '--profile', profile]);
   const channels = controlsOf(root);
-  const server = spawn(sensorctl, ['serve', '--root', root, '--listen', '127.0.0.1:0'], {
+  const server = spawn(sensorctl, ['serve', '--root', root, '--listen', '127.0.0.1:0', ...args], {
     stdio: ['ignore', 'pipe', 'inherit'],
   });
   const url = await new Promise((resolve, reject) => {
@@ -41,13 +41,13 @@ async function start(profile, dir) {
   return { url, root, channels, server };
 }
 
-// `camera(profile)` serves a new root of a bundled camera; everything is removed after the test.
+// `camera(profile, ...serveOptions)` serves a new root of a bundled camera; everything is removed after the test.
 export const test = base.extend({
   camera: async ({}, use) => {
     const dir = mkdtempSync(path.join(tmpdir(), 'page-test-'));
     const started = [];
-    await use(async (profile) => {
-      const camera = await start(profile, dir);
+    await use(async (profile, ...args) => {
+      const camera = await start(profile, dir, args);
       started.push(camera.server);
       return camera;
     });

@@ -1,8 +1,6 @@
 // Fixture for tests on a bundled simulated camera.
 #include "CameraTest.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 
 #include "MachineInfo.h"
@@ -19,17 +17,12 @@ void CameraTest::install(const std::string& camera)
 ModuleConfigure CameraTest::config(int channel) const
 {
     MachineInfo info;
-    SystemInfoParser::parseMachineInfo("/mnt/mtd/code/factory_setting/machineinfo.ini", info);
+    SystemInfoParser::parseMachineInfo(SENSOR_MACHINE_INFO_FILE, info);
     std::vector<ModuleConfigure> list;
     ModuleConfigureParser::parse("/hd1/moduleConfig/moduleConfig.xml", info.getHardwareModel(),
                                  info.getHardwareCode(), list);
     if (list.empty()) return ModuleConfigure();
     return static_cast<std::size_t>(channel) <= list.size() ? list[channel - 1] : list[0];
-}
-
-Started CameraTest::start(int channel)
-{
-    return start(channel, config(channel));
 }
 
 Started CameraTest::start(int channel, const ModuleConfigure& configure)
@@ -49,15 +42,9 @@ std::vector<KeyVal> CameraTest::schemeFile(const std::string& modulePath) const
     return set;
 }
 
-void CameraTest::writeSchemeFile(const std::string& modulePath, const std::vector<KeyVal>& set) const
+Strings CameraTest::traced(const std::string& prefix)
 {
-    writeFile(modulePath,
-              std::string(reinterpret_cast<const char*>(set.data()), set.size() * sizeof(KeyVal)));
-}
-
-std::vector<std::string> CameraTest::traced(const std::string& prefix)
-{
-    std::vector<std::string> out;
+    Strings out;
     for (const std::string& line : hostsim::trace()) {
         if (line.compare(0, prefix.size(), prefix) == 0) out.push_back(line);
     }

@@ -1,25 +1,15 @@
-// Fixture for tests on a bundled simulated camera: its root, its simulated library and video module.
+// Tests on a bundled simulated camera: its root, its simulated library and video module, started controllers.
 #ifndef TESTS_SUPPORT_CAMERATEST_H
 #define TESTS_SUPPORT_CAMERATEST_H
 
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "ISensorController.h"
 #include "ModuleConfigure.h"
 #include "ModuleTest.h"
-#include "hostsim.h"
 
 namespace testsupport {
 
 // A started controller is taken down as the host does: uinit, then delete.
 struct UinitThenDelete {
-    void operator()(ISensorController* controller) const
-    {
-        controller->uinit();
-        delete controller;
-    }
+    void operator()(ISensorController* controller) const { controller->uinit(), delete controller; }
 };
 using Started = std::unique_ptr<ISensorController, UinitThenDelete>;
 
@@ -27,18 +17,23 @@ class CameraTest : public ModuleTest {
 protected:
     // Makes the test root a camera of the named profile and loads its simulator settings.
     void install(const std::string& camera);
-    // The module configuration of a channel as the host reads it from the root
-    // (the channel's entry, or the first one).
+    // The module configuration of a channel as the host reads it from the root (its entry, or the first).
     ModuleConfigure config(int channel) const;
     // Constructs, sets channel and video module and runs init, as the host does.
-    Started start(int channel = 1);
+    Started start(int channel = 1) { return start(channel, config(channel)); }
     Started start(int channel, const ModuleConfigure& configure);
-
-    // Bytes of a parameter file: the set's KeyVal records.
+    // A parameter file as the set it holds, and a set as its file's bytes.
     std::vector<KeyVal> schemeFile(const std::string& modulePath) const;
-    void writeSchemeFile(const std::string& modulePath, const std::vector<KeyVal>& set) const;
+    void writeSchemeFile(const std::string& modulePath, const std::vector<KeyVal>& set) const
+    {
+        writeFile(modulePath, raw(set));
+    }
+    static std::string raw(const std::vector<KeyVal>& set)
+    {
+        return std::string(reinterpret_cast<const char*>(set.data()), set.size() * sizeof(KeyVal));
+    }
     // Lines of the trace that start with `prefix`.
-    static std::vector<std::string> traced(const std::string& prefix);
+    static Strings traced(const std::string& prefix);
 
     hostsim::SimVideoModule video_;
 };

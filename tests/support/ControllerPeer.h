@@ -29,13 +29,9 @@ public:
     static std::atomic<s32>& paramMode(ISensorController& c) { return c.m_nParamMode; }
     static KeyVal**& userKeyVal(ISensorController& c) { return c.m_ppUserKeyVal; }
     static KeyVal*& keyValTmp(ISensorController& c) { return c.m_pstKeyValTmp; }
-    static KeyVal*& fctKeyVal(ISensorController& c) { return c.m_pFctKeyVal; }
     static u32& keyValSum(ISensorController& c) { return c.m_nKeyValSum; }
     static KeyVal*& keyValWork(ISensorController& c) { return c.m_pstKeyValWork; }
     static keycmd*& keyCmdMap(ISensorController& c) { return c.m_pKeyCmdMap; }
-    static u32& version(ISensorController& c) { return c.m_nVersion; }
-    static const VideoStreamModule*& video(ISensorController& c) { return c.m_pVideoStreamModule; }
-    static MachineInfo& machineInfo(ISensorController& c) { return c.m_objMachineInfo; }
     static u32& keyCmdSum(ISensorController& c) { return c.m_nKeyCmdSum; }
     static u32& lastSchedule(ISensorController& c) { return c.m_nLastSchedule; }
     static bool& lprMode(ISensorController& c) { return c.m_bLprMode; }
@@ -53,11 +49,12 @@ public:
     // is the factory set. Every set must have the same length.
     static void installSets(ISensorController& c, const std::vector<std::vector<KeyVal>>& sets)
     {
-        releaseSets(c);
+        std::free(c.m_ppUserKeyVal != nullptr ? c.m_ppUserKeyVal[0] : nullptr);
+        std::free(c.m_ppUserKeyVal);
         const u32 count = static_cast<u32>(sets.size());
         const u32 length = count == 0 ? 0 : static_cast<u32>(sets[0].size());
-        KeyVal* block = static_cast<KeyVal*>(std::calloc(count * length + 1, sizeof(KeyVal)));
-        KeyVal** table = static_cast<KeyVal**>(std::calloc(count, sizeof(KeyVal*)));
+        KeyVal* block = count == 0 ? nullptr : static_cast<KeyVal*>(std::calloc(count * length + 1, sizeof(KeyVal)));
+        KeyVal** table = count == 0 ? nullptr : static_cast<KeyVal**>(std::calloc(count, sizeof(KeyVal*)));
         for (u32 i = 0; i < count; ++i) {
             table[i] = block + i * length;
             for (u32 j = 0; j < length; ++j) table[i][j] = sets[i][j];
@@ -68,46 +65,26 @@ public:
         c.m_pFctKeyVal = count == 0 ? nullptr : table[count - 1];
     }
 
-    static void releaseSets(ISensorController& c)
-    {
-        if (c.m_ppUserKeyVal != nullptr) {
-            std::free(c.m_ppUserKeyVal[0]);
-            std::free(c.m_ppUserKeyVal);
-        }
-        c.m_ppUserKeyVal = nullptr;
-        c.m_pFctKeyVal = nullptr;
-        c.m_nKeyValSum = 0;
-    }
-
     static void buildTable(ISensorController& c)
     {
-        releaseTable(c);
-        c.initKeyCmdMap();
-    }
-
-    static void releaseTable(ISensorController& c)
-    {
         std::free(c.m_pKeyCmdMap);
-        c.m_pKeyCmdMap = nullptr;
+        c.initKeyCmdMap();
     }
 
     // What uinit would release; tests that install state without init call it.
     static void releaseAll(ISensorController& c)
     {
-        releaseSets(c);
-        releaseTable(c);
+        installSets(c, {});
+        std::free(c.m_pKeyCmdMap);
+        c.m_pKeyCmdMap = nullptr;
     }
 
     static std::vector<KeyVal> set(ISensorController& c, u32 scheme)
     {
         return std::vector<KeyVal>(c.m_ppUserKeyVal[scheme], c.m_ppUserKeyVal[scheme] + c.m_nKeyValSum);
     }
-    static std::vector<u32> keys(ISensorController& c, u32 scheme)
-    {
-        std::vector<u32> out;
-        for (u32 i = 0; i < c.m_nKeyValSum; ++i) out.push_back(c.m_ppUserKeyVal[scheme][i].key);
-        return out;
-    }
 };
+
+using Peer = ISensorControllerTestPeer;
 
 #endif

@@ -21,6 +21,7 @@
 #include "hostsim.h"
 #include "http.h"
 #include "keys.h"
+#include "onvif.h"
 #include "paramfile.h"
 #include "simcamera.h"
 #include "simcontrol.h"
@@ -238,6 +239,10 @@ void App::defineCommands()
     serve->add_option("--token", opt_.token,
                       "every API request must carry it (Authorization: Bearer TOKEN); made up and printed when "
                       "listening on an address other than this machine's own");
+    serve->add_option("--onvif-user", opt_.onvifUsers,
+                      "NAME:PASSWORD of someone allowed to use the ONVIF services (repeatable); without any "
+                      "user ONVIF is off");
+    serve->add_option("--onvif-users", opt_.onvifUsersFile, "file of NAME:PASSWORD lines, '#' starts a comment");
 
     CLI::App* diag = add("diag", "show every kind of report at a debug level, and the error log", "diag --level 4",
                          [this] { return this->diag(); });
@@ -652,12 +657,12 @@ int App::diag()
 
 // ---------------------------------------------------------------- serve
 
-// 1. the root and the listening address; 2. the simulator as a long-running
-// host; 3. every channel up; 4. the API over HTTP until a signal; 5. shutdown
-// in the host's order.
+// 1. the listening address, the ONVIF users and the root; 2. the simulator
+// as a long-running host; 3. every channel up; 4. the page, the API and ONVIF
+// over HTTP until a signal; 5. shutdown in the host's order.
 int App::serve()
 {
-    // 1. Where to listen and which root.
+    // 1. Where to listen, who may use ONVIF, and which root.
     std::string host;
     int port = 0;
     if (!parseListen(opt_.listen, host, port)) {
@@ -665,6 +670,14 @@ int App::serve()
     }
     std::string error;
     std::string hint;
+    std::vector<sensorhost::onvif::User> users;
+    for (const std::string& text : opt_.onvifUsers) {
+        users.emplace_back();
+        if (!sensorhost::onvif::parseUser(text, users.back(), error)) return failWith(kUsage, "--onvif-user: " + error);
+    }
+    if (!opt_.onvifUsersFile.empty() && !sensorhost::onvif::readUsers(opt_.onvifUsersFile, users, error)) {
+        return failWith(kUsage, "--onvif-users: " + error);
+    }
     // A root named on the command line that is not there yet is made from the profile.
     if (opt_.rootGiven && !sensorhost::isCameraRoot(opt_.root) &&
         !sensorhost::makeRoot(opt_.root, opt_.profile, false, error)) {
@@ -711,8 +724,17 @@ int App::serve()
         // 4. Served until a signal.
         const std::unique_ptr<sensorhost::SimControl> sim = sensorhost::makeSimControl(camera);
         sensorhost::Api api(camera, sim.get());
+        // ONVIF's paths are routed even when it is off, to say so; the
+        // created times of its tokens are checked against this machine's clock.
+        sensorhost::onvif::Service onvif(camera, users);
         sensorhost::HttpServer server(api);
         server.setToken(token);
+        for (const std::string& path : sensorhost::onvif::paths()) {
+            server.addRawPost(path, [&onvif, path](const std::string& body, const std::string& hostHeader) {
+                const sensorhost::onvif::Reply reply = onvif.handle(path, body, hostHeader);
+                return sensorhost::RawReply{reply.status, reply.contentType, reply.body};
+            });
+        }
         if (!server.bind(host, port, error)) {
             status = failWith(kFailed, error);
         } else {
@@ -721,9 +743,12 @@ int App::serve()
             out << "camera at " << opt_.root << ": " << camera.channelCount() << " channel"
                 << (camera.channelCount() == 1 ? "" : "s") << "\n";
             if (!token.empty()) out << "token: " << token << " (API requests carry Authorization: Bearer TOKEN)\n";
-            out << "serving http://" << shown << ":" << server.port() << "/" << (token.empty() ? "" : "?token=" + token)
-                << "\n"
-                << std::flush;
+            const std::string url = "http://" + shown + ":" + std::to_string(server.port()) + "/";
+            if (onvif.enabled()) {
+                out << "ONVIF device service: " << url << "onvif/device_service (" << users.size() << " user"
+                    << (users.size() == 1 ? "" : "s") << ")\n";
+            }
+            out << "serving " << url << (token.empty() ? "" : "?token=" + token) << "\n" << std::flush;
             server.start();
             int caught = 0;
             sigwait(&signals, &caught);

@@ -44,6 +44,8 @@ struct Options {
     std::string detail;
     std::string listen = "127.0.0.1:8080";
     std::string token;
+    std::vector<std::string> onvifUsers;
+    std::string onvifUsersFile;
 };
 
 class App {
