@@ -1,13 +1,18 @@
 #!/usr/bin/env bash
 # The served camera under load: `sensorctl serve` from the optimised build in
-# build/bench, on a free port of this machine and a fresh camera root, driven
-# by wrk with 1, 8 and 64 clients, each request setting one parameter through
-# the JSON API (PUT /api/channels/CH/params/34, a new value each time, so every
-# request reaches the library), on one channel and spread over sixteen. Beside
-# each: the same module call made in-process (SetParameterSend of the benchmark
-# binary) and the library's own call (its floor). Then the image settings
-# page's load time to its first rendered control in headless Chromium
-# (bench/page-load.mjs, PAGE_RUNS fresh browser contexts, 20 unless set).
+# build/bench, on a free port of this machine and a fresh camera root per case,
+# driven by wrk with 1, 8 and 64 clients on one channel and spread over
+# sixteen. Each request sets one parameter to a new value, so that each one
+# reaches the library:
+#   JSON   PUT /api/channels/CH/params/34 {"value": V}
+#   ONVIF  SetImagingSettings of Brightness on VideoSource_CH (not persisted),
+#          with a WS-Security UsernameToken digest of its own (fresh nonce,
+#          created times in order: the server refuses a nonce it has seen)
+# Beside each: the same module call made in-process (SetParameterSend of the
+# benchmark binary) and the library's own call with its debug-level checks
+# (its floor). Then the image settings page's load time to its first rendered
+# control in headless Chromium (bench/page-load.mjs, PAGE_RUNS fresh browser
+# contexts, 20 unless set).
 #
 #   scripts/load.sh              DURATION seconds per case (10 unless set)
 set -euo pipefail
@@ -42,9 +47,9 @@ root() {
   printf '1\n0\n' >"$1/tmp/Debug.sign"
 }
 
-# serve DIR: starts the server on a free port; sets $server and $port.
+# serve DIR: starts the server on a free port, with an ONVIF user; sets $server and $port.
 serve() {
-  "$sensorctl" serve --root "$1" --listen 127.0.0.1:0 >"$work/serve.log" 2>&1 &
+  "$sensorctl" serve --root "$1" --listen 127.0.0.1:0 --onvif-user bench:load-secret >"$work/serve.log" 2>&1 &
   server=$!
   for _ in $(seq 100); do
     port=$(sed -n 's|^serving http://127.0.0.1:\([0-9]*\)/.*|\1|p' "$work/serve.log")
@@ -63,35 +68,69 @@ stop() {
   server=
 }
 
-# Channels taken in turn; each channel's values go round 0-100, the second
-# wrk thread half a round ahead, so that requests in flight together rarely
-# carry the same value. The answer's trace is empty when the module skipped
-# an unchanged value.
+# onvif_bodies CHANNELS COUNT: one SetImagingSettings envelope per line, each
+# with its own nonce and a created time 1 ms after the one before (starting a
+# minute back, well inside the server's five-minute window).
+onvif_bodies() {
+  python3 - "$1" "$2" <<'EOF'
+import base64, datetime, hashlib, os, sys
+channels, count = int(sys.argv[1]), int(sys.argv[2])
+start = datetime.datetime.now(datetime.timezone.utc) - datetime.timedelta(minutes=1)
+for i in range(count):
+    created = (start + datetime.timedelta(milliseconds=i)).strftime("%Y-%m-%dT%H:%M:%S.%f")[:-3] + "Z"
+    nonce = os.urandom(16)
+    digest = base64.b64encode(hashlib.sha1(nonce + created.encode() + b"load-secret").digest()).decode()
+    print('<s:Envelope xmlns:s="http://www.w3.org/2003/05/soap-envelope"><s:Header>'
+          '<Security s:mustUnderstand="1" xmlns="http://docs.oasis-open.org/wss/2004/01/'
+          'oasis-200401-wss-wssecurity-secext-1.0.xsd"><UsernameToken><Username>bench</Username>'
+          '<Password Type="http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-username-token-profile-1.0'
+          f'#PasswordDigest">{digest}</Password><Nonce>{base64.b64encode(nonce).decode()}</Nonce>'
+          f'<Created>{created}</Created></UsernameToken></Security></s:Header><s:Body>'
+          '<timg:SetImagingSettings xmlns:timg="http://www.onvif.org/ver20/imaging/wsdl" '
+          f'xmlns:tt="http://www.onvif.org/ver10/schema"><timg:VideoSourceToken>VideoSource_{i % channels + 1}'
+          f'</timg:VideoSourceToken><timg:ImagingSettings><tt:Brightness>{i // channels % 101}</tt:Brightness>'
+          '</timg:ImagingSettings><timg:ForcePersistence>false</timg:ForcePersistence>'
+          '</timg:SetImagingSettings></s:Body></s:Envelope>')
+EOF
+}
+
+# One wrk thread drives every client, in request order: channels taken in
+# turn, each channel's values going round 0-100, so that no two requests in
+# flight carry the same value (the JSON answer's trace is empty when the
+# module skipped an unchanged value), and ONVIF tokens leave in the order they
+# were created (the server forgets the oldest of its last 1024 nonces and
+# refuses any token created before it).
 cat >"$work/set.lua" <<'EOF'
 local channels = tonumber(os.getenv("CHANNELS"))
-local threads = {}
-function setup(thread)
-  thread:set("id", #threads)
-  table.insert(threads, thread)
+local bodiesFile = os.getenv("BODIES")
+local thread
+function setup(t) thread = t end
+local bodies = {}
+function init(args)
+  if bodiesFile ~= "" then
+    for line in io.lines(bodiesFile) do bodies[#bodies + 1] = line end
+  end
 end
 local n = 0
-skipped = 0
+notSent = 0
 function request()
   n = n + 1
-  local ch = n % channels + 1
-  local value = (math.floor(n / channels) + 50 * id) % 101
-  return wrk.format("PUT", "/api/channels/" .. ch .. "/params/34", { ["Content-Type"] = "application/json" },
-    '{"value":' .. value .. '}')
+  if bodiesFile ~= "" then
+    return wrk.format("POST", "/onvif/imaging_service", { ["Content-Type"] = "application/soap+xml" },
+      bodies[(n - 1) % #bodies + 1])
+  end
+  local value = math.floor(n / channels) % 101
+  return wrk.format("PUT", "/api/channels/" .. n % channels + 1 .. "/params/34",
+    { ["Content-Type"] = "application/json" }, '{"value":' .. value .. '}')
 end
 function response(status, headers, body)
-  if status ~= 200 or string.find(body, '"trace":[]', 1, true) then skipped = skipped + 1 end
+  if status ~= 200 or string.find(body, '"trace":[]', 1, true) then notSent = notSent + 1 end
 end
 function done(summary, latency, requests)
-  local notSent = 0
-  for _, t in ipairs(threads) do notSent = notSent + t:get("skipped") end
+  local all = thread:get("notSent")
   local e = summary.errors
   io.write(string.format("RESULT %d %d %.1f %.1f %d %d\n", summary.requests, summary.duration,
-    latency:percentile(50), latency:percentile(99), notSent, e.connect + e.read + e.write + e.status + e.timeout))
+    latency:percentile(50), latency:percentile(99), all, e.connect + e.read + e.write + e.status + e.timeout))
 end
 EOF
 
@@ -103,22 +142,28 @@ library=$(awk '$1 == "SetParameterSend_floor" { print $2 / 1000 }' <<<"$floors")
 
 echo "In-process setParameter (a new value): ${call} us; its library call with the debug-level checks: ${library} us"
 echo
-echo "| Channels | Clients | Requests/s | p50 | p99 | p50 / in-process call | not sent (skipped, refused) | errors |"
-echo "|---:|---:|---:|---:|---:|---:|---:|---:|"
-for channels in 1 16; do
-  for clients in 1 8 64; do
-    rm -rf "$work/root"
-    root "$work/root" "$channels"
-    serve "$work/root"
-    threads=$((clients < 2 ? 1 : 2))
-    result=$(CHANNELS=$channels wrk -t"$threads" -c"$clients" -d"${duration}s" -s "$work/set.lua" \
-      "http://127.0.0.1:$port" | sed -n 's/^RESULT //p')
-    stop
-    read -r requests us p50 p99 skipped errors <<<"$result"
-    awk -v ch="$channels" -v c="$clients" -v n="$requests" -v us="$us" -v p50="$p50" -v p99="$p99" \
-      -v s="$skipped" -v e="$errors" -v call="$call" 'BEGIN {
-        printf "| %d | %d | %.0f | %.0f us | %.0f us | %.1f | %.1f %% | %d |\n",
-          ch, c, n / (us / 1e6), p50, p99, p50 / call, 100 * s / n, e }'
+echo "| Request | Channels | Clients | Requests/s | p50 | p99 | p50 / in-process call | not sent or refused | errors |"
+echo "|---|---:|---:|---:|---:|---:|---:|---:|---:|"
+for kind in JSON ONVIF; do
+  for channels in 1 16; do
+    for clients in 1 8 64; do
+      bodies=
+      if [ "$kind" = ONVIF ]; then
+        bodies=$work/bodies.txt
+        onvif_bodies "$channels" $((duration * 8000)) >"$bodies"
+      fi
+      rm -rf "$work/root"
+      root "$work/root" "$channels"
+      serve "$work/root"
+      result=$(CHANNELS=$channels BODIES=$bodies wrk -t1 -c"$clients" -d"${duration}s" \
+        -s "$work/set.lua" "http://127.0.0.1:$port" | sed -n 's/^RESULT //p')
+      stop
+      read -r requests us p50 p99 notsent errors <<<"$result"
+      awk -v k="$kind" -v ch="$channels" -v c="$clients" -v n="$requests" -v us="$us" -v p50="$p50" -v p99="$p99" \
+        -v s="$notsent" -v e="$errors" -v call="$call" 'BEGIN {
+          printf "| %s | %d | %d | %.0f | %.0f us | %.0f us | %.1f | %.1f %% | %d |\n",
+            k, ch, c, n / (us / 1e6), p50, p99, p50 / call, 100 * s / n, e }'
+    done
   done
 done
 
