@@ -167,6 +167,44 @@ for kind in JSON ONVIF; do
   done
 done
 
+# The server's instructions per request under callgrind (connections' work
+# only, from accept to close), one client for a few seconds, and the part of
+# them spent in the module's public calls the handler made.
+instructions() {
+  local kind=$1 bodies= out=$work/callgrind.out vg
+  rm -rf "$work/root"
+  root "$work/root" 1
+  if [ "$kind" = ONVIF ]; then
+    bodies=$work/bodies.txt
+    onvif_bodies 1 20000 >"$bodies"
+  fi
+  valgrind --tool=callgrind --toggle-collect='httplib::Server::process_and_close_socket*' \
+    --callgrind-out-file="$out" "$sensorctl" serve --root "$work/root" --listen 127.0.0.1:0 \
+    --onvif-user bench:load-secret >"$work/serve.log" 2>"$work/valgrind.log" &
+  vg=$!
+  for _ in $(seq 300); do
+    port=$(sed -n 's|^serving http://127.0.0.1:\([0-9]*\)/.*|\1|p' "$work/serve.log")
+    [ -n "$port" ] && break
+    sleep 0.1
+  done
+  local requests
+  requests=$(CHANNELS=1 BODIES=$bodies wrk -t1 -c1 -d5s -s "$work/set.lua" "http://127.0.0.1:$port" |
+    sed -n 's/^RESULT \([0-9]*\) .*/\1/p')
+  kill -INT "$vg"
+  wait "$vg" || true
+  callgrind_annotate --inclusive=yes "$out" 2>/dev/null | awk -v n="$requests" -v k="$kind" '
+    /PROGRAM TOTALS/ { gsub(",", "", $1); all = $1 }
+    /ISensorController::(setParameter\(int, int, bool\)|getParameter\(int, int&\)|setParameters\(std::)/ {
+      gsub(",", "", $1); module += $1 }
+    END { printf "| %s | %d | %.0f | %.0f | %.1f |\n", k, n, all / n, module / n, all / module }'
+}
+
+echo
+echo "| Request (1 client, callgrind) | Requests | Server instructions per request | of which module calls | Ratio |"
+echo "|---|---:|---:|---:|---:|"
+instructions JSON
+instructions ONVIF
+
 echo
 echo "| The page (bullet camera, channel 1) | Time |"
 echo "|---|---:|"
