@@ -189,9 +189,10 @@ debug_checks() {
   for op in $(operations build/bench/bench/sensor_bench); do
     with=$(count build/bench/bench/sensor_bench "$op")
     without=$(count "$dir/build/bench/sensor_bench" "$op")
-    awk -v op="$op" -v i="$with" -v j="$without" '$1 == op {
-      printf "| %s | %d | %d | %.0f %% | %.1f us | %.1f us | %.0f %% |\n", op, i, j, 100 * (i - j) / i,
-        $2 / 1000, $3 / 1000, 100 * ($2 - $3) / $2 }' build/bench/times.joined
+    awk -v op="$op" -v i="$with" -v j="$without" '
+      function t(ns) { return ns < 1e4 ? sprintf("%.0f ns", ns) : ns < 1e7 ? sprintf("%.1f us", ns / 1e3) : sprintf("%.1f ms", ns / 1e6) }
+      $1 == op { printf "| %s | %d | %d | %.0f %% | %s | %s | %.0f %% |\n", op, i, j, 100 * (i - j) / i,
+        t($2), t($3), 100 * ($2 - $3) / $2 }' build/bench/times.joined
   done
 }
 
