@@ -74,8 +74,8 @@ try {
   console.log(`| page loaded to its first rendered control (median of ${runs}, fresh context each) | ` +
     `${median(page).toFixed(1)} ms |`);
   console.log(`| the first of them (the browser's first page) | ${page[0].toFixed(1)} ms |`);
-  console.log(`| its ${PAGE_FILES.length + PAGE_API.length} requests one after the other, the module's part ` +
-    `${values} getParameter calls (median) | ${median(requests).toFixed(1)} ms |`);
+  console.log(`| its ${PAGE_FILES.length + PAGE_API.length} requests one after the other, median (in the module: ` +
+    `${values} getParameter calls) | ${median(requests).toFixed(1)} ms |`);
 } finally {
   server.kill('SIGTERM');
   rmSync(dir, { recursive: true, force: true });
