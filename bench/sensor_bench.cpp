@@ -31,17 +31,26 @@
 #include "SensorFile.h"
 #include "SensorKeyVal.h"
 #include "hostsim.h"
+// Older trees measured against this source (scripts/bench.sh --compare) may lack the served camera.
+#ifdef SENSOR_BENCH_SERVED
+#include "api.h"
+#include "camera.h"
+#include "simcamera.h"
+#include "simcontrol.h"
+#endif
 
 namespace fs = std::filesystem;
 
 // ---------------------------------------------------------------- allocation counting
-// The benchmark binary counts every heap allocation of the process while asked to.
-// An allocation is the module's when the first caller outside the C and C++
-// runtime lies in libsensordll; the simulated host's own allocations (its
-// file paths, its logs) are counted apart.
+// The benchmark binary counts every heap allocation of the process while asked
+// to, and can keep the blocks still live. An allocation is the module's when
+// the first caller outside the C and C++ runtime and TinyXML lies in
+// libsensordll, the simulator's when it lies in libhostsim; the rest (this
+// binary, with the host-side library linked in) is the host's.
 extern "C" void* __libc_malloc(size_t);
 extern "C" void* __libc_calloc(size_t, size_t);
 extern "C" void* __libc_realloc(void*, size_t);
+extern "C" void __libc_free(void*);
 
 namespace {
 std::atomic<bool> g_counting(false);
@@ -49,11 +58,10 @@ std::atomic<long> g_moduleAllocations(0);
 std::atomic<long> g_allAllocations(0);
 thread_local bool t_inHook = false;
 
-void countAllocation()
+enum class Owner { Other, Module, Simulator };
+
+Owner ownerOf()
 {
-    if (!g_counting.load(std::memory_order_relaxed) || t_inHook) return;
-    t_inHook = true;
-    g_allAllocations.fetch_add(1, std::memory_order_relaxed);
     void* frames[24];
     const int n = backtrace(frames, 24);
     for (int i = 1; i < n; ++i) {
@@ -62,30 +70,115 @@ void countAllocation()
         const char* name = std::strrchr(info.dli_fname, '/');
         name = name != nullptr ? name + 1 : info.dli_fname;
         if (std::strncmp(name, "libc.", 5) == 0 || std::strncmp(name, "libstdc++", 9) == 0 ||
-            std::strncmp(name, "sensor_bench", 12) == 0) {
+            std::strncmp(name, "libtinyxml", 10) == 0 || std::strncmp(name, "sensor_bench", 12) == 0) {
             continue;
         }
-        if (std::strncmp(name, "libsensordll", 12) == 0) g_moduleAllocations.fetch_add(1, std::memory_order_relaxed);
-        break;
+        if (std::strncmp(name, "libsensordll", 12) == 0) return Owner::Module;
+        return std::strncmp(name, "libhostsim", 10) == 0 ? Owner::Simulator : Owner::Other;
+    }
+    return Owner::Other;
+}
+
+bool calledFromModule() { return ownerOf() == Owner::Module; }
+
+void countAllocation()
+{
+    if (!g_counting.load(std::memory_order_relaxed) || t_inHook) return;
+    t_inHook = true;
+    g_allAllocations.fetch_add(1, std::memory_order_relaxed);
+    if (calledFromModule()) g_moduleAllocations.fetch_add(1, std::memory_order_relaxed);
+    t_inHook = false;
+}
+
+// The module's live blocks while tracking is on: address and usable size, in a
+// fixed open-addressing table (the hooks must not allocate).
+constexpr std::size_t kTracked = std::size_t(1) << 18;
+struct Tracked {
+    void* p;
+    std::size_t size;
+    Owner owner;
+};
+Tracked g_tracked[kTracked];
+std::atomic<bool> g_tracking(false);
+std::atomic_flag g_trackedLock = ATOMIC_FLAG_INIT;
+void* const kGone = reinterpret_cast<void*>(1);
+
+std::size_t slotOf(void* p) { return (reinterpret_cast<std::uintptr_t>(p) >> 4) * 0x9E3779B97F4A7C15ull >> 46; }
+
+void trackAllocation(void* p)
+{
+    if (p == nullptr || !g_tracking.load(std::memory_order_relaxed) || t_inHook) return;
+    t_inHook = true;
+    const Owner owner = ownerOf();
+    {
+        while (g_trackedLock.test_and_set(std::memory_order_acquire)) {
+        }
+        std::size_t i = slotOf(p);
+        while (g_tracked[i].p != nullptr && g_tracked[i].p != kGone) i = (i + 1) % kTracked;
+        g_tracked[i] = Tracked{p, malloc_usable_size(p), owner};
+        g_trackedLock.clear(std::memory_order_release);
     }
     t_inHook = false;
+}
+
+void untrack(void* p)
+{
+    if (p == nullptr || !g_tracking.load(std::memory_order_relaxed)) return;
+    while (g_trackedLock.test_and_set(std::memory_order_acquire)) {
+    }
+    for (std::size_t i = slotOf(p); g_tracked[i].p != nullptr; i = (i + 1) % kTracked) {
+        if (g_tracked[i].p == p) {
+            g_tracked[i].p = kGone;
+            break;
+        }
+    }
+    g_trackedLock.clear(std::memory_order_release);
+}
+
+// Live blocks are kept from here on; a block freed while nothing is kept
+// would otherwise stay in the table.
+void startTracking()
+{
+    std::memset(static_cast<void*>(g_tracked), 0, sizeof(g_tracked));
+    g_tracking = true;
+}
+
+std::size_t trackedBytes(Owner owner = Owner::Module)
+{
+    std::size_t bytes = 0;
+    for (const Tracked& t : g_tracked) {
+        if (t.p != nullptr && t.p != kGone && t.owner == owner) bytes += t.size;
+    }
+    return bytes;
 }
 }  // namespace
 
 extern "C" void* malloc(size_t size)
 {
     countAllocation();
-    return __libc_malloc(size);
+    void* p = __libc_malloc(size);
+    trackAllocation(p);
+    return p;
 }
 extern "C" void* calloc(size_t n, size_t size)
 {
     countAllocation();
-    return __libc_calloc(n, size);
+    void* p = __libc_calloc(n, size);
+    trackAllocation(p);
+    return p;
 }
-extern "C" void* realloc(void* p, size_t size)
+extern "C" void* realloc(void* old, size_t size)
 {
     countAllocation();
-    return __libc_realloc(p, size);
+    untrack(old);
+    void* p = __libc_realloc(old, size);
+    trackAllocation(p);
+    return p;
+}
+extern "C" void free(void* p)
+{
+    untrack(p);
+    __libc_free(p);
 }
 
 namespace {
@@ -387,6 +480,78 @@ Work PairCodecs_floor(int)
     }};
 }
 
+// ---------------------------------------------------------------- saving
+
+// A whole file written as the module writes one: open with truncation, one write, close.
+void writeFile(const char* name, std::string bytes)
+{
+    PLFile file;
+    file.open(name, PLFile::modeWrite | PLFile::modeTruncate);
+    benchmark::DoNotOptimize(file.write(bytes.data(), static_cast<unsigned>(bytes.size())));
+    file.close();
+}
+
+const char* const kSchemeFile = "/mnt/mtd/code/config_file/sensor1_0.cfg";
+
+std::string readCameraFile(const char* name)
+{
+    std::ifstream in(camera().root + name, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Flush/1: a new value of one key and the scheme in force saved; Flush/0: the
+// scheme saved again unchanged (the host finds the same bytes and writes nothing).
+Work Flush(int changed)
+{
+    ISensorController& c = channel();
+    c.setParameter(34, 50, true);
+    c.flush();
+    if (changed == 0) return {[&c] { benchmark::DoNotOptimize(c.flush()); }};
+    auto value = std::make_shared<int>(50);
+    return {[&c, value] {
+                c.setParameter(34, *value ^= 1, true);
+                benchmark::DoNotOptimize(c.flush());
+            },
+            [&c] {
+                c.setParameter(34, 50, true);
+                c.flush();
+            }};
+}
+
+// Floor: the same setParameter's library call and checks, and the scheme
+// file's bytes written through the host's file class, which replaces the
+// file whole (or, unchanged, compares and writes nothing).
+Work Flush_floor(int changed)
+{
+    ISensorController& c = channel();
+    struct Floor {
+        Replay set;
+        Replay flush;
+        std::string bytes[2];
+    };
+    auto floor = std::make_shared<Floor>();
+    floor->set = record([&] { c.setParameter(34, 51, true); });
+    c.flush();
+    floor->bytes[1] = readCameraFile(kSchemeFile);
+    c.setParameter(34, 50, true);
+    floor->flush = record([&] { c.flush(); });
+    floor->bytes[0] = readCameraFile(kSchemeFile);
+    if (floor->bytes[0] == floor->bytes[1]) std::abort();  // not the file the flush writes
+    if (changed == 0) {
+        return {[floor] {
+            floor->flush.run();
+            writeFile(kSchemeFile, floor->bytes[0]);
+        }};
+    }
+    auto next = std::make_shared<int>(0);
+    return {[floor, next] {
+                floor->set.run();
+                floor->flush.run();
+                writeFile(kSchemeFile, floor->bytes[*next ^= 1]);
+            },
+            [floor] { writeFile(kSchemeFile, floor->bytes[0]); }};
+}
+
 // ---------------------------------------------------------------- UI style
 
 // The merged style repeated `times` times: a camera family with that many more parameters.
@@ -405,14 +570,6 @@ std::string scaledStyle(int times)
     return out + style.substr(end);
 }
 
-void writeFile(const char* name, std::string bytes)
-{
-    PLFile file;
-    file.open(name, PLFile::modeWrite | PLFile::modeTruncate);
-    benchmark::DoNotOptimize(file.write(bytes.data(), static_cast<unsigned>(bytes.size())));
-    file.close();
-}
-
 void parseAndPrint(const std::string& text)
 {
     TiXmlDocument doc;
@@ -422,27 +579,29 @@ void parseAndPrint(const std::string& text)
     benchmark::DoNotOptimize(printer.CStr());
 }
 
+// The dynamic style of the channel (N = 1), or of the merged style repeated N times.
+std::string dynamicStyle(ISensorController& c, const std::string& style, int times)
+{
+    if (times == 1) return c.getUIStyleFile();
+    std::string out;
+    getDnaStyle(1, style.c_str(), out, true);
+    return out;
+}
+
 Work UIStyle(int times)
 {
     ISensorController& c = channel();
     auto style = std::make_shared<std::string>(scaledStyle(times));
-    return {[&c, style, times] {
-        std::string out;
-        if (times == 1) {
-            out = c.getUIStyleFile();
-        } else {
-            getDnaStyle(1, style->c_str(), out, true);
-        }
-        benchmark::DoNotOptimize(out.data());
-    }};
+    return {[&c, style, times] { benchmark::DoNotOptimize(dynamicStyle(c, *style, times).data()); }};
 }
 
-// Floor: the library's queries, one parse and one print of the same document.
+// Floor: the library's queries and the debug-level checks of the same call on
+// the same document, one parse and one print of that document.
 Work UIStyle_floor(int times)
 {
     ISensorController& c = channel();
     auto style = std::make_shared<std::string>(scaledStyle(times));
-    auto replay = std::make_shared<Replay>(record([&] { c.getUIStyleFile(); }));
+    auto replay = std::make_shared<Replay>(record([&] { dynamicStyle(c, *style, times); }));
     return {[style, replay] {
         replay->run();
         parseAndPrint(*style);
@@ -570,6 +729,8 @@ const std::vector<Entry>& entries()
         {"GetAllParameters_floor", GetAllParameters_floor, {}, benchmark::kNanosecond},
         {"PairCodecs", PairCodecs, {}, benchmark::kNanosecond},
         {"PairCodecs_floor", PairCodecs_floor, {}, benchmark::kNanosecond},
+        {"Flush", Flush, {0, 1}, benchmark::kNanosecond},
+        {"Flush_floor", Flush_floor, {0, 1}, benchmark::kNanosecond},
         {"UIStyle", UIStyle, {1, 2, 4, 10}, benchmark::kNanosecond},
         {"UIStyle_floor", UIStyle_floor, {1, 2, 4, 10}, benchmark::kNanosecond},
         {"InitUinit", InitUinit, {}, benchmark::kMillisecond},
@@ -652,6 +813,12 @@ public:
         }
     }
 
+    // One line per measured operation: its name and its lowest time in nanoseconds.
+    void printRaw(std::FILE* out) const
+    {
+        for (const auto& [name, ns] : times_) std::fprintf(out, "%s %.1f\n", name.c_str(), ns);
+    }
+
     void printTable(std::FILE* out) const
     {
         std::fprintf(out, "| Operation | Time | Floor | Ratio |\n|---|---:|---:|---:|\n");
@@ -693,16 +860,19 @@ private:
     std::map<std::string, double> times_;
 };
 
-// Heap held by one started channel, allocations per setParameter on both paths.
+// Heap held by a started channel (the module's own blocks, and the whole
+// process's growth), allocations per setParameter on both paths.
 void printFootprint(std::FILE* out)
 {
     Camera& cam = camera();
-    const std::size_t before = mallinfo2().uordblks;
-    auto c = cam.start();
-    const std::size_t held = mallinfo2().uordblks - before;
-
     void* warm[4];
     backtrace(warm, 4);  // loads the unwinder before counting starts
+    const std::size_t before = mallinfo2().uordblks;
+    startTracking();
+    auto c = cam.start();
+    const std::size_t held = mallinfo2().uordblks - before;
+    const std::size_t moduleHeld = trackedBytes();
+
     auto count = [&](bool send, double& all) {
         g_moduleAllocations = 0;
         g_allAllocations = 0;
@@ -718,8 +888,20 @@ void printFootprint(std::FILE* out)
     const double skip = count(false, skipAll);
     const double send = count(true, sendAll);
     c->uinit();
+    c.reset();
+    const std::size_t moduleLeft = trackedBytes();
+    // Sixteen channels at once, as SixteenChannels starts them.
+    std::vector<std::unique_ptr<ISensorController>> channels;
+    for (int ch = 1; ch <= 16; ++ch) channels.push_back(cam.start(ch));
+    const std::size_t moduleSixteen = trackedBytes() - moduleLeft;
+    for (auto& channel : channels) channel->uinit();
+    channels.clear();
+    g_tracking = false;
     std::fprintf(out, "\n| Footprint | Value |\n|---|---:|\n");
-    std::fprintf(out, "| heap held by one started channel | %zu bytes |\n", held);
+    std::fprintf(out, "| heap held by one started channel, the module's share | %zu bytes |\n", moduleHeld);
+    std::fprintf(out, "| the same, per channel with sixteen started | %zu bytes |\n", moduleSixteen / 16);
+    std::fprintf(out, "| the module's heap left once the channel is stopped and destroyed | %zu bytes |\n", moduleLeft);
+    std::fprintf(out, "| heap held by one started channel, whole process (simulator included) | %zu bytes |\n", held);
     std::fprintf(out, "| module allocations per setParameter, value unchanged | %.2f |\n", skip);
     std::fprintf(out, "| module allocations per setParameter, new value | %.2f |\n", send);
     std::fprintf(out, "| process allocations per setParameter (host included), unchanged / new | %.2f / %.2f |\n",
@@ -731,13 +913,91 @@ void printFootprint(std::FILE* out)
     }
 }
 
+#ifdef SENSOR_BENCH_SERVED
+// Heap of the served camera as `sensorctl serve` holds it (every channel up,
+// its control description built, the JSON API over them), split by owner: the
+// module's blocks, the simulator's, and the rest, the server's. Measured with
+// one channel and with sixteen (the bullet camera's module listed sixteen
+// times); the difference over fifteen is the share of each further channel.
+void printServedFootprint(std::FILE* out)
+{
+    struct Held {
+        std::size_t module, simulator, server;
+    };
+    auto serve = [](int channels) {
+        std::string dir = (fs::temp_directory_path() / "sensor-bench-served-XXXXXX").string();
+        if (::mkdtemp(dir.data()) == nullptr) std::abort();
+        std::string error;
+        if (!sensorhost::makeRoot(dir, "bullet", false, error)) std::abort();
+        const std::string config = dir + "/hd1/moduleConfig/moduleConfig.xml";
+        std::string xml;
+        {
+            std::ifstream in(config, std::ios::binary);
+            xml.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        }
+        const std::size_t from = xml.find("<module ");
+        const std::size_t to = xml.find("</module>") + std::strlen("</module>");
+        const std::string module = xml.substr(from, to - from);
+        for (int i = 1; i < channels; ++i) xml.insert(to, "\n    " + module);
+        std::ofstream(config, std::ios::binary | std::ios::trunc) << xml;
+        std::ofstream(dir + kSignFile) << "1\n0\n";
+
+        hostsim::setRoot(dir);
+        hostsim::resetAll();
+        hostsim::setThreadsHeld(true);
+        startTracking();
+        Held held{};
+        {
+            sensorhost::SimCamera camera;
+            if (!camera.open(error) || camera.channelCount() != channels) std::abort();
+            for (int c = 1; c <= channels; ++c) camera.controls(c);
+            const std::unique_ptr<sensorhost::SimControl> sim = sensorhost::makeSimControl(camera);
+            sensorhost::Api api(camera, sim.get());
+            held.module = trackedBytes(Owner::Module);
+            held.simulator = trackedBytes(Owner::Simulator);
+            held.server = trackedBytes(Owner::Other);
+        }
+        g_tracking = false;
+        fs::remove_all(dir);
+        return held;
+    };
+    const Held one = serve(1);
+    const Held sixteen = serve(16);
+    hostsim::setRoot(camera().root);
+    auto each = [](std::size_t a, std::size_t b) { return (static_cast<double>(b) - static_cast<double>(a)) / 15; };
+    std::fprintf(out, "\n| Served camera, heap | one channel | sixteen | per further channel |\n|---|---:|---:|---:|\n");
+    std::fprintf(out, "| the module's | %zu bytes | %zu bytes | %.0f bytes |\n", one.module, sixteen.module,
+                 each(one.module, sixteen.module));
+    std::fprintf(out, "| the server's (channels, control descriptions, API) | %zu bytes | %zu bytes | %.0f bytes |\n",
+                 one.server, sixteen.server, each(one.server, sixteen.server));
+    std::fprintf(out, "| the simulator's | %zu bytes | %zu bytes | %.0f bytes |\n", one.simulator, sixteen.simulator,
+                 each(one.simulator, sixteen.simulator));
+}
+#else
+void printServedFootprint(std::FILE*) {}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
     std::string counted;
+    bool raw = false;
+    bool footprint = false;
     for (int i = 1; i < argc; ++i) {
+        // The heap figures alone, without timing anything.
+        if (std::strcmp(argv[i], "--footprint") == 0) footprint = true;
         if (std::strncmp(argv[i], "--count=", 8) == 0) counted = argv[i] + 8;
+        // Times only, one "name nanoseconds" line each, for scripts to combine runs.
+        if (std::strcmp(argv[i], "--raw-times") == 0) raw = true;
+        // Every operation, floors included, as --count names them.
+        if (std::strcmp(argv[i], "--list-operations") == 0) {
+            for (const Entry& entry : entries()) {
+                if (entry.args.empty()) std::printf("%s\n", entry.name);
+                for (int arg : entry.args) std::printf("%s/%d\n", entry.name, arg);
+            }
+            return 0;
+        }
     }
     registerAll();
     benchmark::Initialize(&argc, argv);
@@ -756,10 +1016,21 @@ int main(int argc, char** argv)
         std::fclose(table);
         return result;
     }
+    if (footprint) {
+        printFootprint(table);
+        printServedFootprint(table);
+        std::fclose(table);
+        return 0;
+    }
     TableReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printTable(table);
-    printFootprint(table);
+    if (raw) {
+        reporter.printRaw(table);
+    } else {
+        reporter.printTable(table);
+        printFootprint(table);
+        printServedFootprint(table);
+    }
     std::fclose(table);
     benchmark::Shutdown();
     return 0;

@@ -2,18 +2,28 @@
 #include "SensorKeyVal.h"
 
 #include <ctype.h>
+#include <errno.h>
 #include <limits.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
+#include "SensorUtil.h"
+
 namespace {
+
+bool isDecimalDigit(char p_cChar)
+{
+    return p_cChar >= '0' && p_cChar <= '9';
+}
 
 // One "%d" of the C scanner within [p_pText, p_pEnd): blanks skipped, optional
 // sign, at least one digit. Numbers out of range saturate instead of being undefined.
 bool scanInt(const char*& p_pText, const char* p_pEnd, s32& p_nOut)
 {
     const char* p = p_pText;
-    while (p < p_pEnd && isspace((unsigned char)*p)) {
+    // A digit is a blank in no locale; anything else is asked of the C library.
+    while (p < p_pEnd && !isDecimalDigit(*p) && isspace((unsigned char)*p)) {
         ++p;
     }
     bool bNegative = false;
@@ -21,11 +31,11 @@ bool scanInt(const char*& p_pText, const char* p_pEnd, s32& p_nOut)
         bNegative = (*p == '-');
         ++p;
     }
-    if (p >= p_pEnd || !isdigit((unsigned char)*p)) {
+    if (p >= p_pEnd || !isDecimalDigit(*p)) {
         return false;
     }
     long long nVal = 0;
-    while (p < p_pEnd && isdigit((unsigned char)*p)) {
+    while (p < p_pEnd && isDecimalDigit(*p)) {
         if (nVal <= (long long)INT_MAX + 1) {
             nVal = nVal * 10 + (*p - '0');
         }
@@ -55,6 +65,29 @@ void scanPair(const char* p_pBegin, const char* p_pEnd, s32& p_nKey, s32& p_nVal
     }
     ++p;
     scanInt(p, p_pEnd, p_nValue);
+}
+
+// A plain decimal number (digits, a "-" at most, no blanks, no more than
+// nine digits) at p_pText, in a text that ends in NUL; false for anything else.
+bool scanPlainInt(const char*& p_pText, s32& p_nOut)
+{
+    const char* p = p_pText;
+    const bool bNegative = (*p == '-');
+    if (bNegative) {
+        ++p;
+    }
+    const char* pDigits = p;
+    u32 nVal = 0;  // wraps harmlessly past nine digits, which are refused
+    while (isDecimalDigit(*p)) {
+        nVal = nVal * 10 + (u32)(*p - '0');
+        ++p;
+    }
+    if (p == pDigits || p - pDigits > 9) {
+        return false;
+    }
+    p_nOut = bNegative ? -(s32)nVal : (s32)nVal;
+    p_pText = p;
+    return true;
 }
 
 u32 magnitude(s32 p_nVal)
@@ -88,6 +121,39 @@ char* writeDecimal(char* p_pEnd, s32 p_nVal)
 
 }  // namespace
 
+int sensorAtoi(const char* p_szText)
+{
+    if (p_szText == NULL) {
+        return 0;
+    }
+    // Style ids and values are plain decimal numbers, read many times per
+    // style: those are read here, anything else (leading blanks) by strtol.
+    const char* p = p_szText;
+    const bool bNegative = ('-' == *p);
+    if ('-' == *p || '+' == *p) {
+        ++p;
+    }
+    if (isDecimalDigit(*p)) {
+        long long nVal = 0;
+        for (; isDecimalDigit(*p); ++p) {
+            if (nVal <= (long long)INT_MAX + 1) {
+                nVal = nVal * 10 + (*p - '0');
+            }
+        }
+        nVal = bNegative ? -nVal : nVal;
+        return nVal > INT_MAX ? INT_MAX : (nVal < INT_MIN ? INT_MIN : (int)nVal);
+    }
+    errno = 0;
+    long nVal = strtol(p_szText, NULL, 10);
+    if (nVal > INT_MAX) {
+        return INT_MAX;
+    }
+    if (nVal < INT_MIN) {
+        return INT_MIN;
+    }
+    return (int)nVal;
+}
+
 void keyval_st2str(std::string& p_strOut, KeyVal* p_pKeyVal, unsigned p_nCount)
 {
     // Every fetch of all parameters formats the whole set: one exact
@@ -112,16 +178,56 @@ void keyval_st2str(std::string& p_strOut, KeyVal* p_pKeyVal, unsigned p_nCount)
 
 int keyval_str2st(const std::string& p_strText, KeyVal* p_pKeyVal, unsigned* p_pnCount, unsigned p_nCapacity)
 {
-    *p_pnCount = 0;
+    unsigned nCount = 0;
     // A pair that does not scan fully keeps the previous pair's fields.
     s32 nKey = 0;
     s32 nValue = 0;
     size_t nPos = 0;
+    const char* pText = p_strText.c_str();
     const size_t nLen = p_strText.size();
     size_t nLastOpen = std::string::npos;
     size_t nLastEnd = std::string::npos;
+    size_t nNextOpen = std::string::npos;  // the first "(" at or after the last search's start
     while (nPos < nLen) {
-        size_t nOpen = p_strText.find('(', nPos);
+        // The usual text, as keyval_st2str writes it: pairs of plain numbers one
+        // after the other. None of the characters of such a pair is a ")", so
+        // its own ")" is the first after its "(" and the pair is the piece the
+        // scan below would take, with the same two fields.
+        const char* p = pText + nPos;
+        const char* pLastPair = NULL;
+        while ('(' == *p) {
+            const char* q = p + 1;
+            s32 nPairKey = 0;
+            s32 nPairValue = 0;
+            if (!scanPlainInt(q, nPairKey) || ',' != *q || !scanPlainInt(++q, nPairValue) || ')' != *q) {
+                break;
+            }
+            if (nCount >= p_nCapacity) {
+                *p_pnCount = nCount;
+                SENSOR_CHECK_RETURN(*p_pnCount < p_nCapacity, -1, "keyval_str2st: more than %u pairs, text cut\n", p_nCapacity);
+            }
+            p_pKeyVal[nCount].key = (u32)nPairKey;
+            p_pKeyVal[nCount].value = nPairValue;
+            ++nCount;
+            pLastPair = p;
+            p = q + 1;
+        }
+        if (pLastPair != NULL) {
+            // The fields of the last pair are those a scan that goes on keeps.
+            nKey = (s32)p_pKeyVal[nCount - 1].key;
+            nValue = p_pKeyVal[nCount - 1].value;
+            nLastOpen = (size_t)(pLastPair - pText);
+            nLastEnd = (size_t)(p - pText);
+            nPos = nLastEnd;
+            if (nPos >= nLen) {
+                break;
+            }
+        }
+
+        // No "(" lies between a search's start and what it found, so a later
+        // start up to that "(" finds it again.
+        size_t nOpen = (nNextOpen != std::string::npos && nNextOpen >= nPos) ? nNextOpen : p_strText.find('(', nPos);
+        nNextOpen = nOpen;
         if (nOpen == std::string::npos || nOpen == nLen - 1) {
             break;
         }
@@ -137,15 +243,19 @@ int keyval_str2st(const std::string& p_strText, KeyVal* p_pKeyVal, unsigned* p_p
         size_t nEnd = nPieceLen > nLen - nOpen ? nLen : nOpen + nPieceLen;
         nPos = nClose + 1;
         if (nOpen != nLastOpen || nEnd != nLastEnd) {
-            scanPair(p_strText.data() + nOpen, p_strText.data() + nEnd, nKey, nValue);
+            scanPair(pText + nOpen, pText + nEnd, nKey, nValue);
             nLastOpen = nOpen;
             nLastEnd = nEnd;
         }
-        SENSOR_CHECK_RETURN(*p_pnCount < p_nCapacity, -1, "keyval_str2st: more than %u pairs, text cut\n", p_nCapacity);
-        p_pKeyVal[*p_pnCount].key = (u32)nKey;
-        p_pKeyVal[*p_pnCount].value = nValue;
-        ++*p_pnCount;
+        if (nCount >= p_nCapacity) {
+            *p_pnCount = nCount;
+            SENSOR_CHECK_RETURN(*p_pnCount < p_nCapacity, -1, "keyval_str2st: more than %u pairs, text cut\n", p_nCapacity);
+        }
+        p_pKeyVal[nCount].key = (u32)nKey;
+        p_pKeyVal[nCount].value = nValue;
+        ++nCount;
     }
+    *p_pnCount = nCount;
     return SNS_SUCCESS;
 }
 

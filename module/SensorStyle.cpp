@@ -162,7 +162,7 @@ bool hasId(const TiXmlElement* p_pElement, int p_nId)
 // Acts on every element with that id outside an earlier hit, in document
 // order; a failing act ends the walk with -1.
 template <typename Act>
-int forEachElementWithId(TiXmlElement* p_pElement, int p_nId, Act& p_objAct, int p_nDepth = 0)
+int walkElementsWithId(TiXmlElement* p_pElement, int p_nId, Act& p_objAct, int p_nDepth)
 {
     if (p_pElement == NULL || p_nDepth > SENSOR_STYLE_MAX_DEPTH) {
         return 0;
@@ -172,11 +172,161 @@ int forEachElementWithId(TiXmlElement* p_pElement, int p_nId, Act& p_objAct, int
     }
     for (TiXmlElement* pChild = p_pElement->FirstChildElement(); pChild != NULL;
          pChild = pChild->NextSiblingElement()) {
-        if (-1 == forEachElementWithId(pChild, p_nId, p_objAct, p_nDepth + 1)) {
+        if (-1 == walkElementsWithId(pChild, p_nId, p_objAct, p_nDepth + 1)) {
             return -1;
         }
     }
     return 0;
+}
+
+// One dynamic style searches the whole document a dozen times or more (each
+// listed command, the style's own values, the two placeholders), and the
+// searches cost more than everything else the module adds to the parse and
+// the print. getDnaStyle therefore finds, in one walk, every element a search
+// from its root could act on, and the searches of that pass read them from
+// this index: for an id, the elements carrying it that lie within the depth
+// limit and below no other element with the same id, in document order.
+// Elements the pass removes from the document (choices, placeholders) leave
+// the index with everything below them. The ids themselves never change
+// during a pass.
+class StyleIdIndex {
+public:
+    explicit StyleIdIndex(TiXmlElement* p_pRoot) : m_pRoot(p_pRoot), m_nActing(NONE)
+    {
+        struct Open {
+            size_t nEntry;
+            bool bHasId;
+            int nId;
+            TiXmlElement* pNextChild;
+        };
+        std::vector<Open> vecPath;
+        TiXmlElement* pElement = p_pRoot;
+        for (;;) {
+            // The element's depth below the root is the length of the path to it.
+            if (pElement != NULL && (int)vecPath.size() <= SENSOR_STYLE_MAX_DEPTH) {
+                Open stOpen = {m_vecEntries.size(), false, 0, pElement->FirstChildElement()};
+                m_vecEntries.push_back(Entry{pElement, 0});
+                const char* szId = pElement->Attribute("id");
+                if (szId != NULL) {
+                    stOpen.bHasId = true;
+                    stOpen.nId = sensorAtoi(szId);
+                    bool bBelowSameId = false;
+                    for (size_t i = 0; i < vecPath.size() && !bBelowSameId; ++i) {
+                        bBelowSameId = vecPath[i].bHasId && vecPath[i].nId == stOpen.nId;
+                    }
+                    if (!bBelowSameId) {
+                        m_vecHits.push_back(std::make_pair(stOpen.nId, stOpen.nEntry));
+                    }
+                }
+                vecPath.push_back(stOpen);
+            }
+            if (vecPath.empty()) {
+                break;
+            }
+            Open& stTop = vecPath.back();
+            pElement = stTop.pNextChild;
+            if (pElement == NULL) {
+                m_vecEntries[stTop.nEntry].nEnd = m_vecEntries.size();
+                vecPath.pop_back();
+            } else {
+                stTop.pNextChild = pElement->NextSiblingElement();
+            }
+        }
+        // By id, and within an id in document order.
+        std::sort(m_vecHits.begin(), m_vecHits.end());
+    }
+
+    const TiXmlElement* root() const { return m_pRoot; }
+
+    template <typename Act>
+    int forEach(int p_nId, Act& p_objAct)
+    {
+        std::vector<std::pair<int, size_t> >::const_iterator it =
+            std::lower_bound(m_vecHits.begin(), m_vecHits.end(), std::make_pair(p_nId, (size_t)0));
+        for (; it != m_vecHits.end() && it->first == p_nId; ++it) {
+            TiXmlElement* pElement = m_vecEntries[it->second].pElement;
+            if (pElement == NULL) {
+                continue;
+            }
+            m_nActing = it->second;
+            const int nRet = p_objAct(pElement);
+            m_nActing = NONE;
+            if (-1 == nRet) {
+                return -1;
+            }
+        }
+        return 0;
+    }
+
+    // The element leaves the document, with everything below it.
+    void forget(const TiXmlNode* p_pNode)
+    {
+        // Acts remove children of the element they act on: look there first.
+        if (m_nActing != NONE && forgetIn(p_pNode, m_nActing + 1, m_vecEntries[m_nActing].nEnd)) {
+            return;
+        }
+        forgetIn(p_pNode, 0, m_vecEntries.size());
+    }
+
+private:
+    static const size_t NONE = (size_t)-1;
+
+    struct Entry {
+        TiXmlElement* pElement;  // NULL once removed
+        size_t nEnd;             // one past the last entry below it
+    };
+
+    bool forgetIn(const TiXmlNode* p_pNode, size_t p_nFrom, size_t p_nTo)
+    {
+        for (size_t i = p_nFrom; i < p_nTo; ++i) {
+            if (m_vecEntries[i].pElement == p_pNode) {
+                for (size_t k = i; k < m_vecEntries[i].nEnd; ++k) {
+                    m_vecEntries[k].pElement = NULL;
+                }
+                return true;
+            }
+        }
+        return false;
+    }
+
+    TiXmlElement* m_pRoot;
+    std::vector<Entry> m_vecEntries;                // every element a search reaches, in document order
+    std::vector<std::pair<int, size_t> > m_vecHits;  // (id, entry) of the elements a search acts on
+    size_t m_nActing;                               // the entry an act runs on
+};
+
+// The index of the dynamic style this thread is building; searches from its
+// root go through it. Channels may build their styles in parallel.
+thread_local StyleIdIndex* t_pStyleIdIndex = NULL;
+
+class StyleIdIndexScope {
+public:
+    explicit StyleIdIndexScope(StyleIdIndex* p_pIndex) : m_pOuter(t_pStyleIdIndex) { t_pStyleIdIndex = p_pIndex; }
+    ~StyleIdIndexScope() { t_pStyleIdIndex = m_pOuter; }
+
+private:
+    StyleIdIndexScope(const StyleIdIndexScope&);
+    StyleIdIndexScope& operator=(const StyleIdIndexScope&);
+
+    StyleIdIndex* m_pOuter;
+};
+
+template <typename Act>
+int forEachElementWithId(TiXmlElement* p_pRoot, int p_nId, Act& p_objAct)
+{
+    StyleIdIndex* pIndex = t_pStyleIdIndex;
+    if (pIndex != NULL && p_pRoot != NULL && pIndex->root() == p_pRoot) {
+        return pIndex->forEach(p_nId, p_objAct);
+    }
+    return walkElementsWithId(p_pRoot, p_nId, p_objAct, 0);
+}
+
+// Tells the index of this thread's pass, if any, that the element leaves the document.
+void forgetElement(const TiXmlNode* p_pNode)
+{
+    if (t_pStyleIdIndex != NULL) {
+        t_pStyleIdIndex->forget(p_pNode);
+    }
 }
 
 // Commands whose default the style may pin to one of the library's values.
@@ -307,6 +457,7 @@ int DeleteNode(TiXmlElement* p_pRoot, TiXmlElement* p_pNode)
     }
     TiXmlNode* pParent = p_pNode->Parent();
     if (pParent != NULL && pParent->ToElement() != NULL) {
+        forgetElement(p_pNode);
         pParent->RemoveChild(p_pNode);
     }
     return 0;
@@ -346,6 +497,7 @@ int doDnaStyle(TiXmlElement* p_pRoot, int p_nCmd, const ia_dynamic_params_attr_s
             }
             if (!bOffered) {
                 SENSOR_DBG("_________________delete comboitem(%s)__________________\n", szIndex);
+                forgetElement(pChoice);
                 p_pElement->RemoveChild(pChoice);
             }
             pChoice = pNext;
@@ -390,6 +542,8 @@ int getDnaStyle(int p_channelID, const char* szStyle, std::string& p_strOut, boo
     SensorXmlDocument& objStyleXmlDoc = pLoan != NULL ? *pLoan->pDoc : objOwnDoc;
     SENSOR_CHECK(objStyleXmlDoc.LoadMem(szStyle, TIXML_ENCODING_UTF8));
     SENSOR_DBG("dnaCmdList.cmd_cnt(%d)\n", dnaCmdList.cmd_cnt);
+    StyleIdIndex objIdIndex(objStyleXmlDoc.RootElement());
+    StyleIdIndexScope objIdIndexScope(&objIdIndex);
 
     // One record for the whole pass: a failed query leaves the previous command's range in it.
     ia_dynamic_params_attr_st dnaParamList;

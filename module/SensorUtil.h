@@ -2,7 +2,6 @@
 #ifndef MODULE_SENSORUTIL_H
 #define MODULE_SENSORUTIL_H
 
-#include <errno.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
@@ -11,21 +10,7 @@
 
 // atoi as the texts expect it (leading blanks, sign, digits; no digits is 0),
 // but defined for any input: a number out of range saturates.
-inline int sensorAtoi(const char* p_szText)
-{
-    if (p_szText == NULL) {
-        return 0;
-    }
-    errno = 0;
-    long nVal = strtol(p_szText, NULL, 10);
-    if (nVal > INT_MAX) {
-        return INT_MAX;
-    }
-    if (nVal < INT_MIN) {
-        return INT_MIN;
-    }
-    return (int)nVal;
-}
+int sensorAtoi(const char* p_szText);
 
 // Room for the data of any library command. A key number that comes from
 // outside (a pair list, a key list, a style element) may name a command whose

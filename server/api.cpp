@@ -257,6 +257,8 @@ json Api::channels(const ApiRequest&)
     for (int c = 1; c <= camera_.channelCount(); ++c) {
         int scheme = 0;
         int mode = 0;
+        // Scheme and mode read together, so that a switch or a reset between them cannot pair an old and a new one.
+        std::lock_guard<std::mutex> hold(lock(c));
         ISensorController& controller = camera_.controller(c);
         controller.getParamScheme(scheme);
         controller.getParamMode(mode);
@@ -423,6 +425,7 @@ json Api::scheme(const ApiRequest& r)
     const int c = channel(r.params[0]);
     int scheme = 0;
     int mode = 0;
+    std::lock_guard<std::mutex> hold(lock(c));
     camera_.controller(c).getParamScheme(scheme);
     camera_.controller(c).getParamMode(mode);
     return {{"scheme", scheme}, {"mode", mode}, {"schemes", camera_.schemeCount(c)}};

@@ -2,6 +2,7 @@
 #include "http.h"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
 #include <condition_variable>
 #include <deque>
@@ -144,6 +145,7 @@ struct HttpServer::Impl {
     std::string token;
     std::vector<std::pair<std::string, RawHandler>> raw;
     std::thread thread;
+    int listening = -1;  // the listening socket, once bound
 };
 
 HttpServer::HttpServer(Api& api, const ServeLimits& limits) : impl_(new Impl{api, limits, {}, {}, {}, {}}) {}
@@ -167,6 +169,10 @@ bool HttpServer::bind(const std::string& host, int port, std::string& error)
     s.set_read_timeout(limits.readTimeoutSeconds, 0);
     s.set_write_timeout(limits.writeTimeoutSeconds, 0);
     s.set_keep_alive_timeout(limits.keepAliveSeconds);
+    // An answer leaves in two writes, its head and its body. With Nagle's
+    // algorithm the body waited for the client to acknowledge the head, which
+    // a client delays by up to 40 ms: every request took that long.
+    s.set_tcp_nodelay(true);
 
     // Before any route: the token, and a JSON type on every change, which a
     // page of another site cannot send to this one without asking first.
@@ -239,6 +245,14 @@ bool HttpServer::bind(const std::string& host, int port, std::string& error)
         if (res.body.empty()) writeError(res, res.status, describe(res.status, req, limits.maxBody));
     });
 
+    // cpp-httplib listens with a backlog of 5: clients connecting at once past
+    // it lost their SYN and tried again a second later (a p99 of 0.3-0.6 s
+    // with 64 clients). Listening again on the listening socket sets the
+    // backlog it should have had.
+    s.set_socket_options([&m](socket_t sock) {
+        httplib::default_socket_options(sock);
+        m.listening = sock;
+    });
     if (port == 0) {
         port_ = s.bind_to_any_port(host);
     } else {
@@ -246,6 +260,11 @@ bool HttpServer::bind(const std::string& host, int port, std::string& error)
     }
     if (port_ <= 0) {
         error = "cannot listen on " + host + ":" + std::to_string(port) + " (address in use, or not this machine's?)";
+        return false;
+    }
+    if (::listen(m.listening, limits.backlog) != 0) {
+        error = "cannot listen on " + host + ":" + std::to_string(port_) + " with a backlog of " +
+                std::to_string(limits.backlog);
         return false;
     }
     return true;

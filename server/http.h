@@ -29,6 +29,7 @@ struct ServeLimits {
     int keepAliveSeconds = 2;  // an idle connection holds a worker this long at most
     std::size_t workers = 16;
     std::size_t queued = 64;  // accepted connections waiting for a worker; past it the listener waits
+    int backlog = 128;        // connections the kernel completes before the listener takes them
 };
 
 class HttpServer {

@@ -144,6 +144,22 @@ TEST_F(ApplyTest, TheFirstEntryOfAKeyHoldsTheValueInForce)
     install({{34, 50}, {2337, 40}, {34, 7}}, 1);
     EXPECT_EQ(apply({{34, 50}, {2337, 41}, {34, 50}}), 0);
     EXPECT_EQ(take(), (Strings{ia(2337, "41")}));
+    // Applies of eight entries or more find keys through a per-call index: the same first-entry rule, whether
+    // the apply follows the set's order (where a key's next entry is its repeat) or not.
+    const Set base = {{34, 50}, {2337, 40}, {2321, 10}, {10, 0}, {8002, 0}, {2353, 30}, {34, 9}, {4243, 0}};
+    install(base, 1);
+    EXPECT_EQ(apply({{34, 51}, {2337, 41}, {2321, 11}, {10, 1}, {8002, 1}, {2353, 31}, {34, 9}, {4243, 2}}), 0);
+    EXPECT_EQ(take(), (Strings{ia(34, "51"), ia(2337, "41"), ia(2321, "11"), ia(2353, "31"), ia(34, "9"),
+                               ia(4243, "2")}));
+    const Set applied = {{34, 9}, {2337, 41}, {2321, 11}, {10, 1}, {8002, 1}, {2353, 31}, {34, 9}, {4243, 2}};
+    EXPECT_EQ(set(0), applied);
+    EXPECT_EQ(apply({{4243, 2}, {34, 52}, {4242, 1}, {34, 9}, {2353, 31}, {2321, 12}, {10, 1}, {34, 9}, {2337, 41}}),
+              0);
+    EXPECT_EQ(take(), (Strings{ia(34, "52"), ia(4242, "1"), ia(34, "9"), ia(2321, "12")}));
+    Set after = applied;
+    after[2].value = 12;
+    EXPECT_EQ(set(0), after);
+    EXPECT_EQ(set(1), base);
 }
 
 }  // namespace

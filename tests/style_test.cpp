@@ -283,7 +283,38 @@ std::string scanned(int value, const Items& items, size_t upTo)
     return text;
 }
 
-// A hostile document cannot drive the element search into the stack: it looks 256 levels deep, no further.
+// The dynamic style is printed by the module in TinyXML's file layout: every kind of node, every quoting and
+// escaping rule, byte for byte what TinyXML itself writes to a file.
+TEST_F(StyleTest, TheDynamicStyleIsWhatTinyXmlWritesToAFile)
+{
+    const char* docs[] = {
+        "",
+        "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?><!--top--><s/>",
+        "<?xml version=\"1.0\"?>\n<style><tab key=\"a\" title='say \"hi\"' x=\"it's\"/></style>",
+        "<s a=\"x&amp;y &lt;&gt; &#x41;&#20;\" b=\"caf\xc3\xa9\">one &amp; two &quot;q&apos; \x01 &#xA9;</s>",
+        "<s><t>only text</t><m>a<b/>tail<c>x</c></m><e></e><![CDATA[raw <x> & y]]><!DOCTYPE d><!--in--></s>",
+        "<a><b><c><d id=\"1\" value=\"2\"><item>3</item><item>4</item></d></c></b></a><!--after-->",
+        "<s>  spaced   text  </s><t>\n</t>",
+        "\xef\xbb\xbf<s a=\"1\" b=\"&unknown;\">&amp</s>",
+    };
+    for (const char* doc : docs) {
+        SCOPED_TRACE(doc);
+        TiXmlDocument reference;
+        reference.Parse(doc, nullptr, TIXML_ENCODING_UTF8);
+        char* buffer = nullptr;
+        size_t size = 0;
+        FILE* stream = open_memstream(&buffer, &size);
+        ASSERT_NE(stream, nullptr);
+        reference.SaveFile(stream);
+        fclose(stream);
+        const std::string expected(buffer, size);
+        free(buffer);
+        EXPECT_EQ(dna(doc, true), expected);
+    }
+}
+
+// A hostile document cannot drive the element search into the stack: it looks 256 levels deep, no further,
+// in a search and in the dynamic style's pass (which finds its elements through an index of its own).
 TEST_F(StyleTest, ElementSearchStopsBelowDepth256)
 {
     for (int depth : {256, 257}) {
@@ -295,6 +326,9 @@ TEST_F(StyleTest, ElementSearchStopsBelowDepth256)
         int value = -1;
         EXPECT_EQ(getDnaValbyCmdId(doc.RootElement(), 34, value), 0);
         EXPECT_EQ(value, depth == 256 ? 7 : -1);
+        library({{34, 1, {0, 2}}});
+        EXPECT_EQ(flat(dna(open + R"(<p id="34" value="7">)" + choices({0, 1, 2}) + "</p>" + close)),
+                  depth == 256 ? "34=1[0,2]" : "34=7[0,1,2]");
     }
 }
 

@@ -83,17 +83,30 @@ void setImagingSettings(Context& context, const TiXmlElement& request, TiXmlElem
     const auto controls = controlsOf(context, channel);
     std::lock_guard<std::mutex> lock(context.camera.lock(channel));
     ISensorController& controller = context.camera.controller(channel);
-    const Values values = readValues(controller, *controls);
-    const std::vector<std::pair<int, int>> changes = readSettings(*settings, *controls, values);
+    // Only the values the request needs are read (the modes it names, and what
+    // to put back), each once: a read of every setting cost more than the rest
+    // of a one-setting request.
+    Values read;
+    const ValueOf valueOf = [&](int key, int& value) {
+        auto found = read.find(key);
+        if (found == read.end()) {
+            int fresh = 0;
+            if (!controller.getParameter(key, fresh)) return false;
+            found = read.emplace(key, fresh).first;
+        }
+        value = found->second;
+        return true;
+    };
+    const std::vector<std::pair<int, int>> changes = readSettings(*settings, *controls, valueOf);
     std::vector<std::pair<int, int>> before;
     for (const auto& change : changes) {
-        const auto found = values.find(change.first);
+        int value = 0;
         // Without the value in force there is nothing to put back.
-        if (found == values.end()) {
+        if (!valueOf(change.first, value)) {
             fail(FaultCode::Receiver, "ter:Action", "",
                  "the value in force of " + keyLabel(static_cast<std::uint32_t>(change.first)) + " cannot be read");
         }
-        before.push_back(*found);
+        before.emplace_back(change.first, value);
     }
 
     const int applied = changes.empty() ? 0 : controller.setParameters(pairs(changes), true);

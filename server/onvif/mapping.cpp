@@ -177,15 +177,16 @@ bool fromKey(const Field& field, const ControlInfo& c, int value, std::string& o
 
 // The key's value for an ONVIF value, not yet checked against the control.
 int toKey(const Field& field, const ControlInfo& c, const std::string& setting, const std::string& given,
-          const Values& values)
+          const ValueOf& valueOf)
 {
     if (field.scale == Scale::Mode) {
         // A choice that reads as the name given stays: writing back what was
         // read must not turn shutter priority into auto exposure.
-        const auto current = values.find(field.key);
+        int current = 0;
+        const bool known = valueOf(field.key, current);
         std::string names;
         for (const ModeName& mode : field.modes) {
-            if (current != values.end() && mode.value == current->second && given == mode.name) return mode.value;
+            if (known && mode.value == current && given == mode.name) return mode.value;
         }
         for (const ModeName& mode : field.modes) {
             if (mode.writes && given == mode.name) return mode.value;
@@ -229,7 +230,7 @@ int toKey(const Field& field, const ControlInfo& c, const std::string& setting, 
 
 class SettingsReader {
 public:
-    SettingsReader(const ControlSet& controls, const Values& values) : controls_(controls), values_(values) {}
+    SettingsReader(const ControlSet& controls, const ValueOf& valueOf) : controls_(controls), valueOf_(valueOf) {}
 
     void walk(const TiXmlElement& parent, const std::string& path, const std::string& boundary)
     {
@@ -280,7 +281,7 @@ private:
             const ControlInfo* c = control(field, controls_);
             if (c == nullptr) continue;
             offered = true;
-            const int value = toKey(field, *c, setting, given, values_);
+            const int value = toKey(field, *c, setting, given, valueOf_);
             const std::string problem = controls_.check(field.key, value);
             if (!problem.empty()) invalid(setting, given, problem);
             const auto [entry, fresh] = chosen_.emplace(field.key, std::make_pair(value, setting));
@@ -302,7 +303,7 @@ private:
     }
 
     const ControlSet& controls_;
-    const Values& values_;
+    const ValueOf& valueOf_;
     std::map<int, std::pair<int, std::string>> chosen_;  // key -> value and the setting that chose it
 };
 
@@ -462,9 +463,9 @@ void writeOptions(const ControlSet& controls, TiXmlElement& options)
 }
 
 std::vector<std::pair<int, int>> readSettings(const TiXmlElement& settings, const ControlSet& controls,
-                                              const Values& values)
+                                              const ValueOf& valueOf)
 {
-    SettingsReader reader(controls, values);
+    SettingsReader reader(controls, valueOf);
     reader.walk(settings, "", "");
     return reader.changes();
 }

@@ -4,6 +4,7 @@
 
 #include <tinyxml.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -52,12 +53,15 @@ Values readValues(ISensorController& controller, const ControlSet& controls);
 void writeSettings(const ControlSet& controls, const Values& values, TiXmlElement& settings);
 // ImagingOptions20 under `options`: the ranges and modes the channel offers.
 void writeOptions(const ControlSet& controls, TiXmlElement& options);
+// The value in force of one key of the table, false when the module has none.
+using ValueOf = std::function<bool(int key, int& value)>;
 // A SetImagingSettings request's ImagingSettings as key values, in table
-// order, each checked by the control description. Throws ter:SettingsInvalid
-// naming the setting: a value out of range, a mode or a setting the channel
-// lacks, a field this camera does not support, two settings that contradict.
+// order, each checked by the control description; asks `valueOf` only for
+// the modes it is given. Throws ter:SettingsInvalid naming the setting: a
+// value out of range, a mode or a setting the channel lacks, a field this
+// camera does not support, two settings that contradict.
 std::vector<std::pair<int, int>> readSettings(const TiXmlElement& settings, const ControlSet& controls,
-                                              const Values& values);
+                                              const ValueOf& valueOf);
 
 }  // namespace sensorhost::onvif
 
