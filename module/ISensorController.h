@@ -38,6 +38,7 @@ struct KeyVal {
 };
 
 class ISensorController;
+class SensorKeyIndex;
 typedef int (ISensorController::*SensorCmdHandler)(u32 p_nKey, u32 p_nDir, void* p_pVal);
 
 // Rows of the key-command table.
@@ -250,6 +251,11 @@ public:
 
 private:
     friend class ISensorControllerTestPeer;
+
+    // The cache functions, their look-ups served by a long apply's key index when one is given.
+    int setKeyValToCache(u32 p_nScheme, u32 p_nKey, u32 p_nVal, bool p_bForce, SensorKeyIndex* p_pIndex);
+    int getKeyValFromCache(u32 p_nScheme, u32 p_nKey, u32& p_nVal, SensorKeyIndex* p_pIndex);
+    bool isKeyValSame(const KeyVal& p_stKeyVal, SensorKeyIndex* p_pIndex);
 
     ISensorController(const ISensorController&);
     ISensorController& operator=(const ISensorController&);

@@ -54,46 +54,14 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, u32 p_nCount, bool p_bSa
         p_nCount = 0;
     }
     // The look-ups made for every entry (the skip test, the light type, the
-    // record of the value) go through the key index; they answer exactly what
-    // isKeyValSame, getKeyValFromCache and setKeyValToCache answer, and leave
-    // to those every scheme index that does not name a set.
+    // record of the value) go through the key index of this apply.
     SensorKeyIndex objKeyIndex(p_nCount >= SENSOR_KEY_INDEX_MIN_ENTRIES);
-    auto getFromSet = [&](u32 p_nScheme, u32 p_nKey, u32& p_nVal) {
-        if (p_nScheme > m_stSysConf.nSchemeSum || m_ppUserKeyVal == NULL) {
-            return getKeyValFromCache(p_nScheme, p_nKey, p_nVal);
-        }
-        const KeyVal* pSet = m_ppUserKeyVal[p_nScheme];
-        const int nPos = objKeyIndex.find(pSet, m_nKeyValSum, p_nKey);
-        if (nPos >= 0) {
-            p_nVal = (u32)pSet[nPos].value;
-        }
-        return nPos;
-    };
-    auto isSameInForce = [&](const KeyVal& p_stKeyVal) {
-        s32 nScheme = testFlag(m_bSwitching) ? m_nLastScheme.load() : m_nCurScheme.load();
-        u32 nVal = (u32)-1;
-        if (-1 == getFromSet((u32)nScheme, p_stKeyVal.key, nVal)) {
-            return false;
-        }
-        return (s32)nVal == p_stKeyVal.value;
-    };
-    auto recordInSet = [&](u32 p_nScheme, u32 p_nKey, s32 p_nVal) {
-        if (p_nScheme >= m_stSysConf.nSchemeSum || m_ppUserKeyVal == NULL) {
-            return setKeyValToCache(p_nScheme, p_nKey, (u32)p_nVal, false);
-        }
-        KeyVal* pSet = m_ppUserKeyVal[p_nScheme];
-        const int nPos = objKeyIndex.find(pSet, m_nKeyValSum, p_nKey);
-        if (nPos >= 0) {
-            pSet[nPos].value = p_nVal;
-        }
-        return nPos;
-    };
 
     for (u32 i = 0; i < p_nCount; ++i) {
         KeyVal& stEntry = p_pKeyval[i];
         const s32 nCurScheme = m_nCurScheme;
 
-        if (p_bSave && isSameInForce(stEntry)) {
+        if (p_bSave && isKeyValSame(stEntry, &objKeyIndex)) {
             continue;
         }
 
@@ -139,7 +107,7 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, u32 p_nCount, bool p_bSa
             }
 
             u32 nLightType = 0;
-            getFromSet(nCurScheme, KEY_LIGHT_TYPE, nLightType);
+            getKeyValFromCache(nCurScheme, KEY_LIGHT_TYPE, nLightType, &objKeyIndex);
 
             if (m_bisLimitedIrPower && (KEY_IR_MANUAL_STRG_NEAR == nKey || KEY_IR_MANUAL_STRG_FAR == nKey)) {
                 const bool bPartnerFar = (KEY_IR_MANUAL_STRG_NEAR == nKey);
@@ -243,7 +211,7 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, u32 p_nCount, bool p_bSa
         }
 
         if (p_bSave) {
-            int nRet = recordInSet(nCurScheme, stEntry.key, stEntry.value);
+            int nRet = setKeyValToCache(nCurScheme, stEntry.key, stEntry.value, false, &objKeyIndex);
             if (-1 == nRet) {
                 SENSOR_DBG("SET_KEY_VAL FAILED, m_nCurScheme(%d), p_pKeyval[%d].key(%d), p_pKeyval[%d].value(%d),  maybe jixin\n",
                            nCurScheme, i, stEntry.key, i, stEntry.value);

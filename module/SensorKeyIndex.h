@@ -69,4 +69,58 @@ private:
     Table m_astTables[TABLES];
 };
 
+// The cache functions with an apply's index: defined here so that the apply's
+// loop inlines them, as it did the look-ups they make.
+inline int sensorFindKey(SensorKeyIndex* p_pIndex, const KeyVal* p_pSet, u32 p_nCount, u32 p_nKey)
+{
+    return p_pIndex != NULL ? p_pIndex->find(p_pSet, p_nCount, p_nKey) : findKeyInSet(p_pSet, p_nCount, p_nKey);
+}
+
+inline int ISensorController::setKeyValToCache(u32 p_nScheme, u32 p_nKey, u32 p_nVal, bool p_bForce,
+                                                SensorKeyIndex* p_pIndex)
+{
+    if (!p_bForce && p_nScheme >= m_stSysConf.nSchemeSum) {
+        return -2;
+    }
+    // Forced writes may reach the factory set, never past it.
+    if (m_ppUserKeyVal == NULL || p_nScheme > m_stSysConf.nSchemeSum) {
+        return -1;
+    }
+    KeyVal* pSet = m_ppUserKeyVal[p_nScheme];
+    const int nPos = sensorFindKey(p_pIndex, pSet, m_nKeyValSum, p_nKey);
+    if (nPos >= 0) {
+        pSet[nPos].value = (s32)p_nVal;
+    }
+    return nPos;
+}
+
+inline int ISensorController::getKeyValFromCache(u32 p_nScheme, u32 p_nKey, u32& p_nVal, SensorKeyIndex* p_pIndex)
+{
+    if (p_nScheme > m_stSysConf.nSchemeSum) {
+        SENSOR_TRACE(SENSOR_COLOR_NONE, "can not find val, invalid sheme(%d) \n", p_nScheme);
+        return -1;
+    }
+    if (m_ppUserKeyVal == NULL) {
+        return -1;
+    }
+    const KeyVal* pSet = m_ppUserKeyVal[p_nScheme];
+    const int nPos = sensorFindKey(p_pIndex, pSet, m_nKeyValSum, p_nKey);
+    if (nPos >= 0) {
+        p_nVal = (u32)pSet[nPos].value;
+    }
+    return nPos;
+}
+
+inline bool ISensorController::isKeyValSame(const KeyVal& p_stKeyVal, SensorKeyIndex* p_pIndex)
+{
+    // During a switch m_nCurScheme already names the set being applied; the
+    // values in force are those of the scheme before it.
+    s32 nScheme = testFlag(m_bSwitching) ? m_nLastScheme.load() : m_nCurScheme.load();
+    u32 nVal = (u32)-1;
+    if (-1 == getKeyValFromCache((u32)nScheme, p_stKeyVal.key, nVal, p_pIndex)) {
+        return false;
+    }
+    return (s32)nVal == p_stKeyVal.value;
+}
+
 #endif

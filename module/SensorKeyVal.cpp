@@ -195,16 +195,13 @@ int keyval_str2st(const std::string& p_strText, KeyVal* p_pKeyVal, unsigned* p_p
         // scan below would take, with the same two fields.
         const char* p = pText + nPos;
         const char* pLastPair = NULL;
-        while ('(' == *p) {
+        // A pair past the capacity is left to the scan below, which reports it.
+        while ('(' == *p && nCount < p_nCapacity) {
             const char* q = p + 1;
             s32 nPairKey = 0;
             s32 nPairValue = 0;
             if (!scanPlainInt(q, nPairKey) || ',' != *q || !scanPlainInt(++q, nPairValue) || ')' != *q) {
                 break;
-            }
-            if (nCount >= p_nCapacity) {
-                *p_pnCount = nCount;
-                SENSOR_CHECK_RETURN(*p_pnCount < p_nCapacity, -1, "keyval_str2st: more than %u pairs, text cut\n", p_nCapacity);
             }
             p_pKeyVal[nCount].key = (u32)nPairKey;
             p_pKeyVal[nCount].value = nPairValue;
