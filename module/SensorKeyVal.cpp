@@ -2,10 +2,8 @@
 #include "SensorKeyVal.h"
 
 #include <ctype.h>
-#include <errno.h>
 #include <limits.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include "SensorUtil.h"
@@ -126,32 +124,10 @@ int sensorAtoi(const char* p_szText)
     if (p_szText == NULL) {
         return 0;
     }
-    // Style ids and values are plain decimal numbers, read many times per
-    // style: those are read here, anything else (leading blanks) by strtol.
+    // atoi is one "%d" of the scanner over the whole text; no digits reads as 0.
     const char* p = p_szText;
-    const bool bNegative = ('-' == *p);
-    if ('-' == *p || '+' == *p) {
-        ++p;
-    }
-    if (isDecimalDigit(*p)) {
-        long long nVal = 0;
-        for (; isDecimalDigit(*p); ++p) {
-            if (nVal <= (long long)INT_MAX + 1) {
-                nVal = nVal * 10 + (*p - '0');
-            }
-        }
-        nVal = bNegative ? -nVal : nVal;
-        return nVal > INT_MAX ? INT_MAX : (nVal < INT_MIN ? INT_MIN : (int)nVal);
-    }
-    errno = 0;
-    long nVal = strtol(p_szText, NULL, 10);
-    if (nVal > INT_MAX) {
-        return INT_MAX;
-    }
-    if (nVal < INT_MIN) {
-        return INT_MIN;
-    }
-    return (int)nVal;
+    s32 nVal = 0;
+    return scanInt(p, p_szText + strlen(p_szText), nVal) ? nVal : 0;
 }
 
 void keyval_st2str(std::string& p_strOut, KeyVal* p_pKeyVal, unsigned p_nCount)
